@@ -1,0 +1,56 @@
+// The small vocabulary of texts: words, blanks, quotes, numbers. A blank is a space or a tab. Texts are
+// bytes.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/bytes_case.h"
+
+namespace quelmo {
+
+constexpr bool is_blank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+/// Not empty, and only digits and "-".
+bool is_number(std::string_view text);
+
+/// The number that a text begins with, as strtol reads it (blanks, sign, decimal digits); 0 if there is none.
+long to_number(std::string_view text);
+
+/// The text without blanks at both ends.
+std::string_view trim_spaces(std::string_view text);
+
+/// The text without the CR and LF at its end.
+std::string_view strip_line_end(std::string_view text);
+
+/// Takes the first word off `text`, with the blanks around it, and puts it into `word`. False for a text
+/// without a word; then `word` stays as it was.
+bool next_word(std::string_view& text, std::string_view& word);
+
+/// At most `limit` words, each cut to 255 bytes.
+std::vector<std::string> split_words(std::string_view text, size_t limit = 20);
+
+/// Splits at each delimiter in turn, in this order: the part before the first, the part between the first and
+/// the second, and so on; what is left is the last part. A delimiter that isn't found ends the splitting.
+/// Without any found the result is empty.
+std::vector<std::string_view> split_at(std::string_view text,
+                                       std::initializer_list<std::string_view> delimiters);
+
+/// The text without one pair of enclosing double quotes, or else one pair of enclosing single quotes.
+std::string_view unquote(std::string_view text);
+
+/// Appends as much of `src` as leaves `dest` at most `size` bytes long; true if `src` fitted with room to
+/// spare.
+bool cat_limited(std::string& dest, std::string_view src, size_t size);
+
+/// printf into a string.
+[[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
+[[gnu::format(printf, 1, 0)]] std::string format_arguments(const char* format, va_list args);
+
+}  // namespace quelmo

@@ -1,0 +1,142 @@
+#include "message/attributes.h"
+
+#include <iterator>
+
+#include "core/text.h"
+
+namespace quelmo {
+namespace {
+
+constexpr BitName attrs[] = {
+    {"AUDIT", 0x4000},     {"CRASH", 0x0002},   {"FILE", 0x0010},     {"HOLD", 0x0200},
+    {"INTRANSIT", 0x0020}, {"ISRR", 0x2000},    {"KILLSENT", 0x0080}, {"LOCAL", 0x0100},
+    {"ORPHAN", 0x0040},    {"PRIVATE", 0x0001}, {"RECEIVED", 0x0004}, {"REQUEST", 0x0800},
+    {"RES1", 0x0400},      {"RRQ", 0x1000},     {"SENT", 0x0008},     {"UPDATE", 0x8000},
+};
+
+constexpr BitName flag_words[] = {
+    {"CFM", 0x0008}, {"DIR", 0x0001}, {"FPU", 0x0080}, {"HUB", 0x0100}, {"IMM", 0x0002},
+    {"IT1", 0x0400}, {"IT2", 0x0800}, {"IT3", 0x1000}, {"K/S", 0x0200}, {"KFS", 0x0020},
+    {"LOK", 0x2000}, {"TFS", 0x0040}, {"XMA", 0x0004}, {"ZON", 0x0010}, {"NPD", 0x4000},
+};
+
+constexpr BitName intattrs[] = {
+    {"Addlf", 0x00080000},       {"Changed", 0x00040000},      {"Checkedpath", 0x00000100},
+    {"Dummyattach", 0x00200000}, {"Echomail", 0x00000800},     {"Flag", 0x00800000},
+    {"From2d", 0x00000080},      {"Ignoreattach", 0x00400000}, {"Interzone", 0x00020000},
+    {"Intl", 0x00010000},        {"Invalidvias", 0x00000200},  {"Invkludges", 0x00000400},
+    {"Lastvia", 0x00000020},     {"Loop", 0x00000002},         {"Loop2", 0x00000004},
+    {"Loop3", 0x00000008},       {"Normal", 0x00100000},       {"Null", 0x00000001},
+    {"Repeatscan", 0x01000000},  {"Routedecho", 0x00001000},   {"Seen", 0x00000010},
+    {"To2d", 0x00000040},        {"User1", 0x00002000},        {"User2", 0x00004000},
+    {"User3", 0x00008000},       {"ZaLoop", 0x02000000},
+};
+
+constexpr BitName flavors[] = {
+    {"CRASH", 0x0004}, {"DIR", 0x0002}, {"HOLD", 0x0010}, {"IMM", 0x0008}, {"NORMAL", 0x0001},
+};
+
+// No name and no bit stands twice, and each entry is one bit.
+template <size_t N>
+constexpr bool sound(const BitName (&table)[N]) {
+  uint32_t seen = 0;
+  for (size_t i = 0; i < N; i++) {
+    uint32_t bit = table[i].bit;
+    if (bit == 0 || (bit & (bit - 1)) != 0 || (seen & bit) != 0) return false;
+    seen |= bit;
+    for (size_t j = 0; j < i; j++) {
+      if (equal_nocase(table[i].name, table[j].name)) return false;
+    }
+  }
+  return true;
+}
+static_assert(sound(attrs) && std::size(attrs) == 16);
+static_assert(sound(flag_words) && std::size(flag_words) == 15);
+static_assert(sound(intattrs) && std::size(intattrs) == 26);
+static_assert(sound(flavors) && std::size(flavors) == 5);
+
+std::string bits_to_text(std::span<const BitName> table, uint32_t bits) {
+  std::string out;
+  for (const BitName& entry : table) {
+    if ((bits & entry.bit) == 0) continue;
+    if (!out.empty()) out += ' ';
+    out += upper(entry.name);
+  }
+  return out;
+}
+
+uint32_t bit_by_name(std::span<const BitName> table, std::string_view word, uint32_t unknown) {
+  for (const BitName& entry : table) {
+    if (equal_nocase(word, entry.name)) return entry.bit;
+  }
+  return unknown;
+}
+
+}  // namespace
+
+std::span<const BitName> attr_table() {
+  return attrs;
+}
+std::span<const BitName> flags_table() {
+  return flag_words;
+}
+std::span<const BitName> intattr_table() {
+  return intattrs;
+}
+std::span<const BitName> flavor_table() {
+  return flavors;
+}
+
+std::string attr_to_text(uint16_t bits) {
+  return bits_to_text(attrs, bits);
+}
+std::string flags_to_text(uint16_t bits) {
+  return bits_to_text(flag_words, bits);
+}
+std::string intattr_to_text(uint32_t bits) {
+  return bits_to_text(intattrs, bits);
+}
+std::string flavor_to_text(uint16_t bits) {
+  return bits_to_text(flavors, bits);
+}
+
+uint16_t attr_by_name(std::string_view word) {
+  return static_cast<uint16_t>(bit_by_name(attrs, word, unknown_bit16));
+}
+uint16_t flag_by_name(std::string_view word) {
+  return static_cast<uint16_t>(bit_by_name(flag_words, word, unknown_bit16));
+}
+uint32_t intattr_by_name(std::string_view word) {
+  return bit_by_name(intattrs, word, unknown_bit32);
+}
+uint16_t flavor_by_name(std::string_view word) {
+  return static_cast<uint16_t>(bit_by_name(flavors, word, 0));
+}
+
+uint16_t flags_from_line(std::string_view words) {
+  uint16_t bits = 0;
+  std::string_view word;
+  while (next_word(words, word)) {
+    uint16_t bit = flag_by_name(word);
+    if (bit != unknown_bit16) bits |= bit;
+  }
+  return bits;
+}
+
+bool attr_name_known(std::string_view word) {
+  if (!word.empty() && word.front() == '!') word.remove_prefix(1);
+  return attr_by_name(word) != unknown_bit16 || flag_by_name(word) != unknown_bit16 ||
+         intattr_by_name(word) != unknown_bit32;
+}
+
+uint16_t msg_flavor(uint16_t attr, uint16_t flags) {
+  unsigned flavor = 0;
+  if ((attr & attr_hold) != 0) flavor |= flavor_hold;
+  if ((flags & flags_imm) != 0) flavor |= flavor_imm;
+  if ((attr & attr_crash) != 0) flavor |= flavor_crash;
+  if ((flags & flags_dir) != 0) flavor |= flavor_dir;
+  if (flavor == 0) flavor = flavor_normal;
+  return static_cast<uint16_t>(flavor);
+}
+
+}  // namespace quelmo

@@ -1,0 +1,38 @@
+#include "message/current.h"
+
+#include "core/log.h"
+#include "message/attributes.h"
+
+namespace quelmo {
+
+CurrentArea CurMsg;
+CurrentMessage current;
+
+void forget_message() {
+  current.text.clear();
+  current.vias.clear();
+  current.hdr.intattr = 0;
+  current.hdr.flags = 0;
+  CurMsg.msgno = 0;
+}
+
+void log_message_once() {
+  Msg& hdr = current.hdr;
+  if (hdr.has(int_logged)) return;
+  log_line(1, "%u %s (%s) -> %s (%s)\n", CurMsg.msgno, hdr.fromname.c_str(), addr_to_text(hdr.from).c_str(),
+           hdr.toname.c_str(), addr_to_text(hdr.to).c_str());
+  hdr.intattr |= int_logged;
+}
+
+uint32_t message_length() {
+  if (current.hdr.length == 0) current.hdr.length = static_cast<uint32_t>(current.text.length());
+  return current.hdr.length;
+}
+
+bool message_in_memory(const char* label) {
+  if (CurMsg.msgno != 0) return true;
+  log_line(3, "%s no active message in memory\n", label);
+  return false;
+}
+
+}  // namespace quelmo

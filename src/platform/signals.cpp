@@ -1,0 +1,55 @@
+#include "platform/signals.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <initializer_list>
+
+namespace quelmo {
+namespace {
+
+volatile std::sig_atomic_t noted = 0;
+int* volatile attention = nullptr;
+void (*abort_action)() = nullptr;
+pid_t owner = 0;
+
+void note_signal(int number) {
+  if (noted == 0) noted = number;
+  int* flag = attention;
+  if (flag != nullptr) *flag = 1;
+}
+
+void handle_abort(int) {
+  auto action = abort_action;
+  abort_action = nullptr;
+  if (action != nullptr && ::getpid() == owner) action();
+  ::_exit(1);
+}
+
+void set_handler(int number, void (*handler)(int)) {
+  struct sigaction action = {};
+  action.sa_handler = handler;
+  ::sigemptyset(&action.sa_mask);
+  ::sigaction(number, &action, nullptr);
+}
+
+}  // namespace
+
+void install_signal_handlers(void (*on_abort)()) {
+  abort_action = on_abort;
+  owner = ::getpid();
+  for (int number : {SIGINT, SIGTERM, SIGHUP}) set_handler(number, note_signal);
+  set_handler(SIGABRT, handle_abort);
+  set_handler(SIGPIPE, SIG_IGN);
+}
+
+int noted_signal() {
+  return noted;
+}
+
+void set_attention_flag(int* flag) {
+  attention = flag;
+  if (flag != nullptr && noted != 0) *flag = 1;
+}
+
+}  // namespace quelmo

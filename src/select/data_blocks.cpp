@@ -1,0 +1,7 @@
+#include "select/data_blocks.h"
+
+namespace quelmo {
+
+DataBlocks blocks;
+
+}  // namespace quelmo
