@@ -31,7 +31,7 @@ TEST(Address, AcceptsOnlyTheFullForms) {
       {"65537:2/3", 1, 1, "1:2/3", ""},
       // The widths of the fields cut before the digits are tested.
       {"12345678:1/2", 1, 1, "54919:1/2", ""},
-      {"1:2/3.45678901234", 1, 1, "1:2/3.46437", ""},
+      {"1:2/3.45678901234", 1, 1, "1:2/3.45906", ""},
   };
   for (const auto& c : cases) {
     FtnAddr strict;
