@@ -40,10 +40,11 @@ FileName file_name(std::string_view word, bool under_dir, const std::string& dir
 
 // The words of a NODELIST or VERSION9 line from the path on.
 void read_lists(NodelistEntry& entry, std::string_view line, const std::string& prefix) {
-  entry.path = take_word(line);
-  if (!check_path(entry.path)) {
-    stop_run_logged("%s path not found : `%s'\n", prefix.c_str(), entry.path.c_str());
+  std::string path(take_word(line).substr(0, path_limit));
+  if (!check_path(path) || path.size() > path_limit) {
+    stop_run_logged("%s path not found : `%s'\n", prefix.c_str(), path.c_str());
   }
+  entry.path = path;
   std::vector<std::string> names;
   if (resolve_templates(entry.path, line, names) == 0) {
     stop_run_logged("%s nodelist file(s) template not found: `%s'\n", prefix.c_str(),
@@ -109,12 +110,11 @@ void handle_nodelist(std::string_view tag, std::string_view line, const std::str
 
 void handle_path(std::string_view tag, std::string_view line, const std::string& prefix) {
   FixedText<20> stored = open_block(type_path, tag, prefix);
-  FixedText<128> path = line;
-  path = unquote(path);
-  if (!check_path(path)) {
+  std::string path(unquote(line.substr(0, path_limit)));
+  if (!check_path(path) || path.size() > path_limit) {
     log_line(0, "%s Warning! path doesn't exist : `%s'", prefix.c_str(), path.c_str());
   }
-  add_entry(blocks.path, stored, {.path = path});
+  add_entry(blocks.path, stored, {.path = std::string_view(path)});
 }
 
 void handle_version9(std::string_view tag, std::string_view line, const std::string& prefix) {

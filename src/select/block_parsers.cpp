@@ -101,10 +101,8 @@ bool dir_of_word(std::string_view word, std::string& dir) {
     dir = config.flag_dir.view();
     return true;
   }
-  FixedText<128> path = word;
-  if (word.size() > path.limit || !check_path(path)) return false;
-  dir = path.view();
-  return true;
+  dir = word;
+  return check_path(dir);
 }
 
 FtnAddr any_address() {

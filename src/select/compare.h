@@ -29,8 +29,8 @@ bool comp_str(std::string_view text, std::string_view pattern, bool relaxed);
 /// the pattern has a wildcard.
 FtnAddr hub_of(const FtnAddr& addr, const FtnAddr& pattern);
 
-/// True if a nodelist block, VERSION9 blocks being asked first, lists `addr` with `hub` as its uplink; a hub is
-/// listed with itself.
+/// True if a nodelist block, VERSION9 blocks being asked first, lists `addr` with `hub` as its uplink; a hub
+/// is listed with itself.
 bool in_hub_segment(const FtnAddr& addr, const FtnAddr& hub);
 /// True if a VERSION9 block lists `addr` under no hub, in a net whose number is that of its region.
 bool in_region_root(const FtnAddr& addr);
