@@ -48,18 +48,6 @@ void log_new_message(const Msg& msg) {
   current.hdr = hdr;
 }
 
-// What the flags Invalidvias and Invkludges of a new message do to its text; `name` stands in the log.
-void apply_invalid_flags(const char* name, const Msg& msg, LineList& list, bool all_kludges) {
-  if (msg.has(int_invalidvias)) {
-    log_line(2, "%s: invalidate vias", name);
-    invalidate_vias(list);
-  }
-  if (msg.has(int_invkludges)) {
-    log_line(2, "%s: invalidate kludges", name);
-    invalidate_kludges(list, all_kludges);
-  }
-}
-
 // Makes `msg` and `list` the message in memory, changed.
 void take_over(const Msg& msg, LineList list, const char* what) {
   current.text = std::move(list);
@@ -126,15 +114,8 @@ void perl_CreateMail(ScriptCall& call) {
   if (!echo) {
     new_route(args, msg);
     add_via(list, aka);
-    if (msg.has(int_invalidvias)) {
-      log_line(2, "CreateMail: invalidate vias");
-      invalidate_vias(list);
-    }
   }
-  if (msg.has(int_invkludges)) {
-    log_line(2, "CreateMail: invalidate kludges");
-    invalidate_kludges(list, type == area_text);
-  }
+  apply_invalid_flags("CreateMail", msg, list, type == area_text);
   uint32_t n = add_msg(type, tag, msg, list);
   if (n == 0) {
     log_line(0, "error: CreateMail failed");

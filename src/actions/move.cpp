@@ -63,14 +63,7 @@ Copy put_copy(ScriptCall& call, const char* verb) {
   Msg msg = apply_msgarg(old, args);
   LineList list = apply_text_args(current.text, args, msg.from);
   shape_text(verb, old, msg, args, echo, list);
-  if (msg.has(int_invalidvias)) {
-    log_line(2, "%s: invalidate vias\n", verb);
-    invalidate_vias(list);
-  }
-  if (msg.has(int_invkludges)) {
-    log_line(2, "%s: invalidate kludges\n", verb);
-    invalidate_kludges(list, copy.type == area_text);
-  }
+  apply_invalid_flags(verb, msg, list, copy.type == area_text);
   copy.number = add_msg(copy.type, tag, msg, list);
   return copy;
 }

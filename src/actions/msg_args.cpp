@@ -7,6 +7,7 @@
 #include "core/stop.h"
 #include "core/text.h"
 #include "message/aka.h"
+#include "message/attributes.h"
 #include "message/macros.h"
 #include "message/text_edit.h"
 #include "nodelist/routing.h"
@@ -268,6 +269,17 @@ LineList apply_text_args(const LineList& text, const NewMsgArgs& args, const Ftn
              Count::body);
   }
   return list;
+}
+
+void apply_invalid_flags(const char* name, const Msg& msg, LineList& list, bool all_kludges) {
+  if (msg.has(int_invalidvias)) {
+    log_line(2, "%s: invalidate vias\n", name);
+    invalidate_vias(list);
+  }
+  if (msg.has(int_invkludges)) {
+    log_line(2, "%s: invalidate kludges\n", name);
+    invalidate_kludges(list, all_kludges);
+  }
 }
 
 void apply_address(const FtnAddr& src, FtnAddr& dest) {

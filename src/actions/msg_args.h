@@ -56,6 +56,9 @@ Msg apply_msgarg(const Msg& msg, const NewMsgArgs& args);
 /// `from`.
 LineList apply_text_args(const LineList& text, const NewMsgArgs& args, const FtnAddr& from);
 
+/// What the flags Invalidvias and Invkludges of a new message do to its text; `name` stands in the log.
+void apply_invalid_flags(const char* name, const Msg& msg, LineList& list, bool all_kludges);
+
 /// Each field of `src` that is no wildcard, and its domain, goes to `dest`.
 void apply_address(const FtnAddr& src, FtnAddr& dest);
 
