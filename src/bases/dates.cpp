@@ -43,24 +43,6 @@ bool is_plain_date(const std::tm& t) {
          t.tm_hour >= 0 && t.tm_hour < 24 && t.tm_min >= 0 && t.tm_min < 60 && t.tm_sec >= 0 && t.tm_sec < 60;
 }
 
-std::time_t local_to_unix(const std::tm& t) {
-  if (!is_plain_date(t)) return to_unix(t);
-  auto hash = static_cast<size_t>(t.tm_year * 372 + t.tm_mon * 31 + t.tm_mday) % zone.days.size();
-  LocalDay& day = zone.days[hash];
-  if (day.mday != t.tm_mday || day.mon != t.tm_mon || day.year != t.tm_year) {
-    std::tm midnight = {};
-    midnight.tm_year = t.tm_year;
-    midnight.tm_mon = t.tm_mon;
-    midnight.tm_mday = t.tm_mday;
-    std::time_t start = to_unix(midnight);
-    midnight.tm_mday++;
-    if (to_unix(midnight) - start != day_seconds) return to_unix(t);
-    day = {.year = t.tm_year, .mon = t.tm_mon, .mday = t.tm_mday, .start = start};
-  }
-  zone.last = day;
-  return day.start + t.tm_hour * 3600 + t.tm_min * 60 + t.tm_sec;
-}
-
 // What sscanf takes for "%hd" and "%s": blanks are skipped ahead of each.
 class DateScanner {
  public:
@@ -176,6 +158,24 @@ std::time_t seadog_to_unix(std::string_view text) {
     return 0;
   }
   return from_scanned(fields, month);
+}
+
+std::time_t local_to_unix(const std::tm& t) {
+  if (!is_plain_date(t)) return to_unix(t);
+  auto hash = static_cast<size_t>(t.tm_year * 372 + t.tm_mon * 31 + t.tm_mday) % zone.days.size();
+  LocalDay& day = zone.days[hash];
+  if (day.mday != t.tm_mday || day.mon != t.tm_mon || day.year != t.tm_year) {
+    std::tm midnight = {};
+    midnight.tm_year = t.tm_year;
+    midnight.tm_mon = t.tm_mon;
+    midnight.tm_mday = t.tm_mday;
+    std::time_t start = to_unix(midnight);
+    midnight.tm_mday++;
+    if (to_unix(midnight) - start != day_seconds) return to_unix(t);
+    day = {.year = t.tm_year, .mon = t.tm_mon, .mday = t.tm_mday, .start = start};
+  }
+  zone.last = day;
+  return day.start + t.tm_hour * 3600 + t.tm_min * 60 + t.tm_sec;
 }
 
 int month_index(std::string_view name) {

@@ -23,6 +23,9 @@ FixedText<20> now_to_fts();
 std::time_t fts_to_unix(std::string_view text);
 std::time_t seadog_to_unix(std::string_view text);
 
+/// Seconds of a local date and time; fields out of range carry over, as in mktime.
+std::time_t local_to_unix(const std::tm& fields);
+
 /// 0 to 11, ignoring case; -1 for an unknown name.
 int month_index(std::string_view name);
 /// 1 for the English abbreviation of a day of the week, ignoring case.

@@ -8,19 +8,18 @@
 namespace quelmo {
 namespace {
 
-// The element ahead of which add_text inserts, counting body lines.
+// The element ahead of which add_text inserts, counting body lines. The further elements of a long kludge
+// belong to it, and those of a long body line count once with it.
 size_t body_place(const LineList& list, int pos) {
   int counter = 0;
-  bool line_ended = true;
-  for (size_t i = 0; i < list.size(); i++) {
+  for (size_t i = 0; i < list.size(); i = line_end(list, i)) {
     std::string_view element = list[i];
     if (is_kludge(element) || (i == 0 && element.starts_with("AREA:"))) {
       if (kludge_kind(element) == kind_tail) return i;
     } else if (pos != at_end && (is_tear_line(element) || is_origin(element))) {
       return i;
     } else {
-      if (line_ended) counter++;
-      line_ended = ends_line(element);
+      counter++;
     }
     if (counter == pos) return i;
   }
@@ -33,12 +32,6 @@ size_t place(const LineList& list, int pos, Count count) {
   return pos > 0 ? std::min(static_cast<size_t>(pos) - 1, list.size()) : list.size();
 }
 
-size_t line_end(const LineList& list, size_t first) {
-  size_t end = first;
-  while (end < list.size() && !ends_line(list[end])) end++;
-  return std::min(end + 1, list.size());
-}
-
 bool is_body(std::string_view element) {
   return !is_kludge(element) && !is_tear_line(element) && !is_origin(element);
 }
@@ -48,6 +41,18 @@ bool starts_kludge(std::string_view element, std::string_view word) {
 }
 
 }  // namespace
+
+size_t line_end(const LineList& list, size_t first) {
+  size_t end = first;
+  while (end < list.size() && !ends_line(list[end])) end++;
+  return std::min(end + 1, list.size());
+}
+
+void replace_line(LineList& list, size_t first, std::string_view text) {
+  size_t end = line_end(list, first);
+  list.set(first, text);
+  list.erase(first + 1, end - first - 1);
+}
 
 void add_text(LineList& list, const LineList& lines, int pos, Count count) {
   list.insert(place(list, pos, count), lines);
@@ -118,10 +123,10 @@ void invalidate_kludges(LineList& list, bool all) {
   }
 }
 
-bool invalidate_tear_origin(LineList& list, size_t element) {
-  if (!is_tear_line(list[element]) && !is_origin(list[element])) return false;
-  list.set_byte(element, 1, '+');
-  return true;
+void invalidate_tear_origin(LineList& list) {
+  for (size_t i = 0; i < list.size(); i++) {
+    if (is_tear_line(list[i]) || is_origin(list[i])) list.set_byte(i, 1, '+');
+  }
 }
 
 void text_to_lines(LineList& list, std::string_view text) {

@@ -17,6 +17,12 @@ enum class Count {
 
 constexpr int at_end = -1;
 
+/// The element behind the line that begins at element `first`: behind the first one that ends in CR.
+size_t line_end(const LineList& list, size_t first);
+
+/// Puts `text`, with its CR, in the place of the whole line that begins at element `first`.
+void replace_line(LineList& list, size_t first, std::string_view text);
+
 /// Inserts copies of `lines` ahead of number `pos`, from 1. Counting body lines they go ahead of the tear
 /// line, the Origin or the first tail kludge (SEEN-BY, PATH, Via, Recv) if one comes first; with `at_end`
 /// behind tear line and Origin, ahead of the first tail kludge. Counting all, `at_end` is the very end. `pos`
@@ -35,8 +41,8 @@ void set_flags_kludge(LineList& list, std::string_view words);
 void invalidate_vias(LineList& list);
 /// The same for the kludges but DOMAIN, FMPT, INTL, MSGID, TOPT and Via, or for all of them.
 void invalidate_kludges(LineList& list, bool all);
-/// Turns a tear line into "-+-" and an Origin into " + Origin:"; true if the element was one.
-bool invalidate_tear_origin(LineList& list, size_t element);
+/// Turns tear lines into "-+-" and Origin lines into " + Origin:".
+void invalidate_tear_origin(LineList& list);
 
 /// Appends `text` as elements of at most 254 bytes; the last one, also of an empty text, gets a CR.
 void text_to_lines(LineList& list, std::string_view text);
