@@ -24,6 +24,7 @@ package Quelmo::Test;
 # run() takes: script (a body as above), argv (whole command line instead), args (of the first script),
 # stdin (bytes), env (name => value, undef removes), timeout (seconds, 60), during (sub called with the process id
 # while the program runs; $s->wait_for('file') helps it to find the moment), killed (a signal's death is expected).
+# via_line('2:1/2') is a Via line of the program's own, as an earlier run left it, via_like a pattern for a new one.
 # A crash, a sanitizer's report and a run that had to be killed fail the test by themselves.
 
 use strict;
@@ -37,12 +38,12 @@ use Test::More;
 use Time::HiRes qw(sleep time);
 use Quelmo::Msg;
 
-our @EXPORT = (@Test::More::EXPORT, @Quelmo::Msg::EXPORT, qw(scenario));
+our @EXPORT = (@Test::More::EXPORT, @Quelmo::Msg::EXPORT, qw(scenario via_line via_like));
 
 our $PROGRAM = abs_path($ENV{QUELMO_BIN} // '') // '';
 die "QUELMO_BIN names no program\n" unless -x $PROGRAM;
 
-our $BASE_CONFIG = "MAINADDRESS 2:999/100\@testnet\nCHAT OFF\n";
+our $BASE_CONFIG = "MAINADDRESS 2:999/100\@testnet\nCHAT OFF\nDEBUG 1\n";
 
 # Scripts report through this: one line for each call, values in hexadecimal, so that any byte gets through.
 my $PRELUDE = <<'PERL';
@@ -59,6 +60,9 @@ sub out {
 PERL
 
 sub scenario { return Quelmo::Test::Scenario->new(@_) }
+
+sub via_line { return "\x01Via $_[0] \@20240501.101500.UTC quelmo 1.02/w32 19-01-01\r" }
+sub via_like { return qr{\x01Via \Q$_[0]\E \@\d{8}\.\d{6}\.UTC quelmo 1\.02/w32 19-01-01\r} }
 
 package Quelmo::Test::Scenario;
 
@@ -153,7 +157,7 @@ sub run {
     $self->script($o{script}) if defined $o{script};
     my @argv = @{$o{argv} // [defined $o{args} ? ('-1', $o{args}) : (), 'route']};
     my $top = $self->{top};
-    unlink glob("$top/said $top/stdout $top/stderr $top/sanitizer*");
+    unlink $self->path("quelmo.log"), glob("$top/said $top/stdout $top/stderr $top/sanitizer*");
     $self->spew("$top/stdin", $o{stdin} // '');
     my $start = time;
     my $pid = fork // die "fork: $!\n";
