@@ -14,7 +14,7 @@ struct FtnAddr {
   uint16_t net = 0;
   uint16_t node = 0;
   uint16_t point = 0;  ///< 0 for a node itself
-  FixedText<64> domain;
+  FixedText<64> domain = {};
 };
 
 /// Values of a number field in a pattern.

@@ -21,6 +21,7 @@ class FixedText {
     assign(text);
     return *this;
   }
+  FixedText& operator=(const char* text) { return *this = std::string_view(text); }
 
   void assign(std::string_view text) {
     size_ = text.size() < limit ? text.size() : limit;

@@ -100,6 +100,15 @@ std::string flavor_to_text(uint16_t bits) {
   return bits_to_text(flavors, bits);
 }
 
+std::string attributes_text(uint16_t attr, uint16_t flags, uint32_t intattr) {
+  constexpr size_t widest = 255;
+  std::string text = attr_to_text(attr);
+  for (const std::string& words : {flags_to_text(flags), intattr_to_text(intattr)}) {
+    if (!words.empty()) text += " " + words;
+  }
+  return text.substr(0, widest);
+}
+
 uint16_t attr_by_name(std::string_view word) {
   return static_cast<uint16_t>(bit_by_name(attrs, word, unknown_bit16));
 }

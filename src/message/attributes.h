@@ -82,6 +82,10 @@ std::string flags_to_text(uint16_t bits);
 std::string intattr_to_text(uint32_t bits);
 std::string flavor_to_text(uint16_t bits);
 
+/// The words of all three: those of FLAGS and the internal flags behind a blank if there are any, so that a
+/// text without an attribute word begins with the blank. At most 255 bytes.
+std::string attributes_text(uint16_t attr, uint16_t flags, uint32_t intattr);
+
 /// The bit of a word, ignoring case.
 uint16_t attr_by_name(std::string_view word);     ///< 0xFFFF if unknown
 uint16_t flag_by_name(std::string_view word);     ///< 0xFFFF if unknown

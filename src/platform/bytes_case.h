@@ -2,6 +2,8 @@
 // to a code page that nothing here knows, and stay as they are.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -31,6 +33,20 @@ constexpr bool equal_nocase(std::string_view a, std::string_view b) {
 constexpr bool starts_nocase(std::string_view text, std::string_view start) {
   return text.size() >= start.size() && equal_nocase(text.substr(0, start.size()), start);
 }
+
+/// For hash tables whose keys ignore case and are looked up by any text, without a copy of it.
+struct NoCaseHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const {
+    uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+    for (char c : text) hash = (hash ^ static_cast<unsigned char>(upper_byte(c))) * 0x100000001B3;
+    return hash;
+  }
+};
+struct NoCaseEqual {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const { return equal_nocase(a, b); }
+};
 
 inline std::string upper(std::string_view text) {
   std::string out(text);

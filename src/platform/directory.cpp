@@ -61,6 +61,14 @@ std::optional<FileInfo> Directory::info(const char* name) const {
                   .inode = st.st_ino};
 }
 
+bool Directory::has(const char* name) const {
+  return ::faccessat(fd_.get(), name, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool Directory::remove(const char* name) const {
+  return ::unlinkat(fd_.get(), name, 0) == 0;
+}
+
 std::vector<FoundFile> find_files(std::string_view spec, Find what) {
   std::vector<FoundFile> found;
   Directory dir;

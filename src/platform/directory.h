@@ -27,6 +27,9 @@ class Directory {
   /// Opens an existing file by its exact name.
   Fd open_file(const char* name, Open how) const;
   std::optional<FileInfo> info(const char* name) const;
+  /// True if the name stands, be it a link that leads nowhere.
+  bool has(const char* name) const;
+  bool remove(const char* name) const;
 
  private:
   Fd fd_;

@@ -1,0 +1,16 @@
+#include "config/packers.h"
+
+#include "platform/bytes_case.h"
+
+namespace quelmo {
+
+std::vector<Packer> packers;
+
+const Packer* find_packer(std::string_view name) {
+  for (const Packer& packer : packers) {
+    if (equal_nocase(packer.name, name)) return &packer;
+  }
+  return nullptr;
+}
+
+}  // namespace quelmo

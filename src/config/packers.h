@@ -1,0 +1,30 @@
+// The external packers of the compression configuration: archivers that pack and unpack mail bundles.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/fixed_text.h"
+
+namespace quelmo {
+
+struct Packer {
+  FixedText<20> name;
+  FixedText<4> extension;
+  int32_t ident_offset = 0;  ///< place of the signature in an archive; negative: counted from its end
+  std::string ident;         ///< the bytes of the signature, at most 256
+  FixedText<128> add;        ///< command with `%a` for the archive and `%f` for the files
+  FixedText<128> extract;    ///< the same
+  FixedText<128> view;       ///< always empty
+  int32_t ratio = 0;         ///< compression ratio in tenths
+};
+
+/// All packers, in the order of their file; empty without a compression configuration.
+extern std::vector<Packer> packers;
+
+/// The packer of this name, ignoring case; null if there is none.
+const Packer* find_packer(std::string_view name);
+
+}  // namespace quelmo

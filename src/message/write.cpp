@@ -1,0 +1,80 @@
+#include "message/write.h"
+
+#include <ctime>
+#include <string>
+
+#include "bases/base_ops.h"
+#include "bases/dates.h"
+#include "core/log.h"
+#include "core/stop.h"
+#include "core/text.h"
+#include "message/aka.h"
+#include "message/attributes.h"
+#include "message/current.h"
+#include "message/text_edit.h"
+#include "platform/clock.h"
+
+namespace quelmo {
+
+uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text) {
+  current.lastname.clear();
+  const Area* area = find_area(type, tag);
+  if (area == nullptr) stop_run("add_msg error: areatag of unknown type: `%s'\n", std::string(tag).c_str());
+  const BaseOps& ops = base_ops(type);
+  if (ops.add == nullptr) {
+    log_line(0, "add_msg error: failed to add mail to %s area\n", ops.name);
+    return 0;
+  }
+  return ops.add(*area, msg, text);
+}
+
+int update_msg() {
+  const BaseOps& ops = base_ops(CurMsg.type);
+  if (ops.update == nullptr || !ops.update()) return 0;
+  Msg& hdr = current.hdr;
+  if (hdr.has(int_changed)) {
+    log_message_once();
+    log_line(1, "   %u updated in %s\n", CurMsg.msgno, upper(CurMsg.tag).c_str());
+    run.msgs_written++;
+    CurMsg.maxts = static_cast<uint32_t>(std::time(nullptr) + utc_offset_hours() * 3600);
+    hdr.intattr &= ~static_cast<uint32_t>(int_changed);
+  }
+  return 1;
+}
+
+int kill_msg() {
+  const BaseOps& ops = base_ops(CurMsg.type);
+  return ops.kill != nullptr && ops.kill() ? 1 : 0;
+}
+
+void write_back() {
+  if (CurMsg.msgno == 0) return;
+  if (current.hdr.has(int_changed) || base_ops(CurMsg.type).rewritten_whole) update_msg();
+}
+
+LineList make_kludges(const Msg& msg, bool echomail) {
+  LineList head;
+  auto add = [&](const std::string& line) { add_text(head, line, at_end, Count::body); };
+  if (!echomail) {
+    FtnAddr to = msg.to;
+    FtnAddr from = msg.from;
+    to.point = 0;
+    from.point = 0;
+    add("\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r");
+    if (msg.from.point != 0)
+      add("\x01"
+          "FMPT " +
+          std::to_string(msg.from.point) + "\r");
+    if (msg.to.point != 0) add("\x01TOPT " + std::to_string(msg.to.point) + "\r");
+  }
+  add(make_msgid(msg.from));
+  add(std::string("\x01PID: ") + program_name + " " + version_string + "\r");
+  if (msg.flags != 0) set_flags_kludge(head, flags_to_text(msg.flags));
+  return head;
+}
+
+std::string make_msgid(const FtnAddr& from) {
+  return "\x01MSGID: " + addr_with_domain(from) + format_text(" %08x\r", unique_stamp());
+}
+
+}  // namespace quelmo

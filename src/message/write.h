@@ -1,0 +1,34 @@
+// Carrying a message from memory into a base, whatever its kind.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "config/areas.h"
+#include "message/line_list.h"
+#include "message/msg.h"
+
+namespace quelmo {
+
+/// Adds a message to the area `tag` of kind `type`, which exists. The result is the number of the new message
+/// (1 in a kind that doesn't number them), or 0 with the reason logged. `current.lastname` is the file
+/// written, empty after a failure and where the kind has none to tell.
+uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text);
+
+/// Writes the message in memory over itself: 1, or 0 with the reason logged; then it stays marked as changed.
+int update_msg();
+
+/// Removes the message in memory from its base: 1 or 0.
+int kill_msg();
+
+/// Hands a message in memory to `update_msg` if it is changed, or if the rest of its file passes through
+/// memory.
+void write_back();
+
+/// The head kludges of a new message: INTL, FMPT and TOPT unless it is echomail; FLAGS; MSGID; PID.
+LineList make_kludges(const Msg& msg, bool echomail);
+
+/// A MSGID line of `from`, with a new serial, CR at its end.
+std::string make_msgid(const FtnAddr& from);
+
+}  // namespace quelmo
