@@ -16,14 +16,8 @@
 #include "core/run_state.h"
 #include "core/stop.h"
 #include "core/text.h"
-#if __has_include("message/scan.h")
 #include "message/scan.h"
-#else
-namespace quelmo {
-static void write_back() {}
-static void reset_globals() {}
-}  // namespace quelmo
-#endif
+#include "message/write.h"
 #include "platform/files.h"
 #include "platform/path.h"
 #include "platform/process.h"
