@@ -11,6 +11,9 @@ void install_signal_handlers(void (*on_abort)());
 /// The signal that asks for a stop, 0 if none has come.
 int noted_signal();
 
+/// How many such signals have come so far.
+int signal_count();
+
 /// A flag that the handlers set to 1 beside noting the signal, so that an interpreter looks up from its work;
 /// null takes it away. If a signal is noted already the flag is set at once.
 void set_attention_flag(int* flag);
