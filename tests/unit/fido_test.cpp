@@ -58,7 +58,7 @@ std::string worked_example() {
          std::string("\x00\x00\x64\x00\x0a\x00\x00\x00\xe7\x03\xe7\x03"
                      "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x01\x01\x00\x00",
                      26) +
-         std::string("\x01MSGID: 2:999/10 12345678\rHi Bob\r\0", 36);
+         std::string("\x01MSGID: 2:999/10 12345678\rHi Bob\r\0", 34);
 }
 
 TEST_F(Fido, WorkedExampleReadsAndWritesBack) {

@@ -1,0 +1,8 @@
+Hello %TONAME%,
+
+your message to %OLDTONAME% at %OLDTO% has come back: nobody here has
+this name, or this point number. The users of %SYSTEM% and its
+points are listed in the file USERS.TXT, which you can request.
+
+Your message was:
+
