@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <clocale>
 #include <cstdlib>
+#include <cstring>
+#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -110,11 +112,34 @@ void signal_hook(pTHX) {
   if (PL_psig_pend != nullptr) Perl_despatch_signals(aTHX);
 }
 
+// What stands in %SIG for the signals that stop the run, so that a handler that a script sets for a while
+// gives way to the stop again and not to the system's default.
+void stop_handler(pTHX_ CV*) {
+  dXSARGS;
+  PERL_UNUSED_VAR(ax);
+  PERL_UNUSED_VAR(items);
+  if (!run.ending) stop_in_script();
+  my_exit(1);
+}
+
+void fill_sig(pTHX) {
+  CV* handler = newXS(nullptr, stop_handler, __FILE__);
+  HV* sig = get_hv("SIG", GV_ADD);
+  for (const char* name : {"INT", "TERM", "HUP"}) {
+    SV** slot = hv_fetch(sig, name, static_cast<I32>(std::strlen(name)), 1);
+    sv_setsv_mg(*slot, sv_2mortal(newRV_inc(reinterpret_cast<SV*>(handler))));
+  }
+  SvREFCNT_dec(reinterpret_cast<SV*>(handler));
+  // Perl has put its handlers in the place of ours, which also serve between two scripts.
+  catch_stop_signals();
+}
+
 // --- life of an interpreter ---
 
 void xs_init(pTHX) {
   newXS("DynaLoader::boot_DynaLoader", boot_DynaLoader, __FILE__);
   define_script_functions(aTHX);
+  fill_sig(aTHX);
 }
 
 void begin_perl() {
@@ -152,6 +177,7 @@ void destroy_interpreter() {
   host.before.reset();
   if (whole) perl_free(my_perl);
   host.perl = nullptr;
+  std::setlocale(LC_ALL, "C");
 }
 
 // A child that the script forked off, and that has come back out of the script, ends here.
@@ -231,6 +257,13 @@ std::vector<std::string> split_arguments(const std::string* args) {
   return words;
 }
 
+// Dates read the same everywhere, and texts are bytes of 8-bit code pages, for regular expressions too. The
+// locale is Perl's own one, not that of setlocale.
+void plain_locale() {
+  Perl_setlocale(LC_TIME, "C");
+  Perl_setlocale(LC_CTYPE, "C");
+}
+
 // Calls a sub; `error` takes the text of $@.
 ScriptResult call_sub(const std::string& sub, const std::vector<std::string>& arguments, std::string& error) {
   PerlInterpreter* my_perl = host.perl;
@@ -282,7 +315,7 @@ ScriptResult run_script(const std::string& path, const std::string* args) {
     if (started.end != ScriptEnd::ok) return started;
   }
   if (host.perl == nullptr || !host.perl_healthy) return failed;
-  std::setlocale(LC_TIME, "C");
+  plain_locale();
 
   std::string error;
   ScriptResult result;

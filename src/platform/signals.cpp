@@ -43,9 +43,13 @@ void set_handler(int number, void (*handler)(int)) {
 
 void install_signal_handlers(void (*on_abort)()) {
   abort_action = on_abort;
-  for (int number : {SIGINT, SIGTERM, SIGHUP}) set_handler(number, note_signal);
+  catch_stop_signals();
   set_handler(SIGABRT, handle_abort);
   set_handler(SIGPIPE, pass_over);
+}
+
+void catch_stop_signals() {
+  for (int number : {SIGINT, SIGTERM, SIGHUP}) set_handler(number, note_signal);
 }
 
 int noted_signal() {

@@ -8,6 +8,9 @@ namespace quelmo {
 /// `on_abort` runs in the handler of SIGABRT, at most once; the process ends with code 1 behind it.
 void install_signal_handlers(void (*on_abort)());
 
+/// Puts the handlers of SIGINT, SIGTERM and SIGHUP back.
+void catch_stop_signals();
+
 /// The signal that asks for a stop, 0 if none has come.
 int noted_signal();
 
