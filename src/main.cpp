@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "config/lifecycle.h"
+#include "core/console.h"
 #include "core/log.h"
 #include "core/run_state.h"
 #include "core/stop.h"
@@ -65,8 +66,8 @@ struct Options {
   bool text_only = false;  ///< an option has printed its text: nothing more is to be done
 };
 
-std::string banner() {
-  return format_text("\n%s %s %s\n\n", program_name, version_string, "");
+void print_banner() {
+  print_line("\n%s %s %s\n\n", program_name, version_string, "");
 }
 
 // Applies an option; true if it only prints something.
@@ -99,17 +100,17 @@ bool take_option(Options& options, int letter, const char* value) {
       options.use_regexp = true;
       return false;
     case 'v':
-      print_out(banner());
+      print_banner();
       return true;
     case 'p':
-      print_out(perl_text);
+      print_line("%s", perl_text);
       return true;
     default:
       if (letter >= '1' && letter <= '9') {
         options.script_args[static_cast<size_t>(letter - '1')] = value;
         return false;
       }
-      print_out(usage);
+      print_line("%s", usage);
       return true;
   }
 }
@@ -152,12 +153,12 @@ ScriptResult run_operand(const Options& options, size_t n) {
   }
   std::string message = format_text("Executing script: %s\n", path.c_str());
   log_text(0, message);
-  if (config.chat) print_out("\n\n" + message);
+  print_progress("\n\n%s", message.c_str());
   const std::string* args = nullptr;
   if (n < options.script_args.size() && options.script_args[n]) args = &*options.script_args[n];
   ScriptResult result = run_script(path, args);
   if (result.end == ScriptEnd::failed) {
-    print_out(format_text("script execution failed: `%s'\n", path.c_str()));
+    print_line("script execution failed: `%s'\n", path.c_str());
   }
   return result;
 }
@@ -183,7 +184,7 @@ int run_all(const Options& options, const char* program) {
     return 1;
   }
   int code = do_cleanup() ? result.exit_code : 1;
-  print_out("\n");
+  print_line("\n");
   ScriptResult last = stop_perl();
   return last.end == ScriptEnd::exited ? last.exit_code : code;
 }
@@ -208,8 +209,8 @@ int main(int argc, char** argv) {
   begin_process();
   set_start_directory();
   if (argc < 2) {
-    print_out(banner());
-    print_out(usage);
+    print_banner();
+    print_line("%s", usage);
     return 0;
   }
   Options options = read_options(argc, argv);

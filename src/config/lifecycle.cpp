@@ -8,9 +8,11 @@
 #include "config/areas.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
+#include "config/packers.h"
 #include "config/reader.h"
 #include "config/tags.h"
 #include "config/time_stamps.h"
+#include "core/console.h"
 #include "core/dirs.h"
 #include "core/log.h"
 #include "core/run_state.h"
@@ -42,8 +44,7 @@ void find_home(std::string_view program) {
     if (check_path(dir) && dir.size() <= path_limit) {
       run.QuelmoPath = dir;
     } else {
-      print_out(
-          format_text("incorrect path in QUELMO variable `%s', \nassuming the current dir\n", dir.c_str()));
+      print_line("incorrect path in QUELMO variable `%s', \nassuming the current dir\n", dir.c_str());
     }
   }
   if (run.QuelmoPath.empty()) run.QuelmoPath = program_directory(program);
@@ -72,6 +73,7 @@ void remove_lock() {
 void free_lists() {
   areas = AreaLists{};
   blocks = DataBlocks{};
+  packers.clear();
   free_tags();
   free_ts_list();
   free_global_vars();
@@ -97,7 +99,7 @@ void check_lock() {
     std::optional<FileInfo> info = file_info(run.lock_name);
     long age = info ? static_cast<long>(std::time(nullptr) - info->mtime) / 60 : 0;
     if (age < forgotten_minutes) {
-      print_out("lock file found! exit...\n");
+      print_line("lock file found! exit...\n");
       throw Stop();
     }
     remove_file(run.lock_name);

@@ -5,6 +5,7 @@
 
 #include "config/keywords.h"
 #include "config/tags.h"
+#include "core/console.h"
 #include "core/fixed_text.h"
 #include "core/log.h"
 #include "core/run_state.h"
@@ -22,8 +23,8 @@ constexpr size_t line_limit = 254;  // a longer line comes in as several
 constexpr int files_limit = 300;    // ends an include loop
 
 // A message on stdout; the run stops behind it.
-[[noreturn]] void stop_on_stdout(std::string_view message) {
-  print_out(message);
+[[noreturn]] void stop_on_stdout(const char* message) {
+  print_line("%s", message);
   throw Stop();
 }
 
@@ -99,7 +100,7 @@ void Reader::read_file(const std::string& name) {
   if (!text) {
     log_line(1, "config file `%s' not found, rely on defaults\n", name.c_str());
   } else {
-    if (config.chat) print_out(format_text("reading configuration file `%s'\n", name.c_str()));
+    print_progress("reading configuration file `%s'\n", name.c_str());
     read_lines(std::move(*text), path);
   }
   depth_--;
@@ -131,7 +132,7 @@ void Reader::read_lines(std::string text, const std::string& path) {
 std::string Reader::back_from_include(const std::string& path, size_t position) const {
   std::optional<std::string> text = quelmo::read_file(path);
   if (!text) {
-    print_out("\a");
+    print_line("\a");
     report_errno(path);
     throw Stop();
   }

@@ -92,9 +92,4 @@ void write_log_footer() {
   run.log_name.clear();
 }
 
-void print_out(std::string_view text) {
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fflush(stdout);
-}
-
 }  // namespace quelmo

@@ -28,7 +28,4 @@ void write_log_header();
 /// the lock.
 void write_log_footer();
 
-/// Progress and results on stdout, written at once. Callers test `config.chat` where a text depends on it.
-void print_out(std::string_view text);
-
 }  // namespace quelmo
