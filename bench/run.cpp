@@ -90,6 +90,7 @@ void fill(const Tools& tools, long count) {
   fs::remove_all(tools.home / "OUT");
   fs::create_directories(tools.home / "OUT");
   run({tools.make_store, (tools.home / "NETMAIL").string(), std::to_string(count)}, tools.home);
+  sync();  // what making the area left to be written isn't ours to pay for
 }
 
 Cost better(const Cost& a, const Cost& b) {

@@ -48,8 +48,8 @@ sub act {
 sub bounce {
     my ($verdict) = @_;
     my $template = $verdict =~ /old/ ? 'stale' : 'unknown';
-    Log(1, "   $verdict");
     Bounce('-f @Mail robot', '-s @Returned: %SUBJECT%', "-h $template", '-r @netmail robot');
+    Log(1, "   $verdict");
 }
 
 1;

@@ -26,6 +26,6 @@ for my $directory (@ARGV) {
         my ($from, $to, $subject, @w) = unpack 'Z36 Z36 Z72 x20 v13', $bytes;
         my ($from_address, $to_address) = addresses(substr($bytes, 190), @w[4, 2, 5, 1]);
         my $attributes = join ' ', map { $w[11] & $_->[0] ? $_->[1] : () } @BITS;
-        printf "  %3d  %-38s -> %-34s %-34s %s\n", $n, "$from, $from_address", "$to, $to_address", $subject, $attributes;
+        printf "  %3d  %-38s -> %-32s %-38s %s\n", $n, "$from, $from_address", "$to, $to_address", $subject, $attributes;
     }
 }

@@ -101,7 +101,7 @@ for my $case (
     ['-h greet', "Dear %TONAME%,|line two||no end|"], ['-h @up', 'upper|'], ['-h plain.txt', 'txt|'], ['-h empty', ''],
     ['-h list', 'Hi first %FROMNAME%||third bye|first %FROMNAME%||third|100% sure 5%|nolist.|%x|'], ['-h long', 'w' x 1000 . '|next|'],
     ['-l @one', 'one|'], ['-l one', ''], ['-l @list.', 'first %FROMNAME%||third|'], ['-l @main::list.', 'first %FROMNAME%||third|'],
-    ['-l @none.', ''], ['-l @odd.', '|y|'], ['-l @nosuch.', 'nosuch.|'], ['-l @', '|'], ['-l @100%', '100%|'], ['-l @%TZ% %LOCALDATE', '+0 %LOCALDATE|'],
+    ['-l @none.', ''], ['-l @odd.', '|y|'], ['-l @nosuch.', 'nosuch.|'], ['-l @', '|'], ['-l @100%', '100%|'], ['-l @%%TZ%% %LOCALDATE', '+0 %LOCALDATE|'],
     ["-h greet', '-l \@first", 'first|Dear %TONAME%,|line two||no end|'], ["-h greet', '-l2 \@second", 'Dear %TONAME%,|second|line two||no end|'],
     ["-l \@only the first', '-l \@counts", 'only the first|'], ["-l \@a b", 'a b|'], ['-l "@quoted"', ''], ["-l \@tab\\there", 'tab\there|'],
 ) {

@@ -15,7 +15,7 @@ sub one { my ($text, $script, %o) = @_; return scenario(areas => {NETMAIL => [{t
         'out($_) for 1; out(GetText()); out(GetKludges()); out(GetVias()); out(GetMsg()); out(GetRawMsg());');
     my $via = $OURS =~ s/^\x01|\r$//gr;
     my (undef, @said) = @{$s->run->said};
-    is_deeply($said[0], ['AREA:X', 'One', $long, '--- t', ' * Origin: o (2:1/2)'], 'GetText');
+    is_deeply($said[0], ['AREA:X', '', 'One', $long, '--- t', ' * Origin: o (2:1/2)'], 'GetText');
     is_deeply($said[1], [substr($kludge, 0, 1023), 'SEEN-BY: 1/2', 'PATH: 1', 'Via 2:8/8 x', $via], 'GetKludges');
     is_deeply($said[2], ['2:8/8 x', $via =~ s/^Via //r], 'GetVias');
     my @pieces = ('AREA:X', "\x01" . substr($kludge, 0, 254), map({ substr $kludge, 254 + 255 * $_, 255 } 0 .. 4), '', 'One',
@@ -38,7 +38,7 @@ sub one { my ($text, $script, %o) = @_; return scenario(areas => {NETMAIL => [{t
 for my $case (
     [0, '', '@ PRIVATE crash', 3, ''], [3, '', '@attr !private', 2, ''], [0x101, '', '@A !LOCAL HOLD', 0x201, ''], [0, '', '@attribute DIR', 0, 'DIR'],
     [0, 'DIR XYZ', '@ ZON', 0, 'DIR ZON'], [0, 'DIR ZON', '@ !DIR !ZON', 0, ''], [0, 'DIR', '@ IMM K/S NPD', 0, 'DIR IMM K/S NPD'],
-    [0, '', 'WORDS', 0x8002, 'DIR'], [3, 'DIR', '!words', 1, ''], [0, '', '@ USER1 !Intl', 0, ''], [0, 'XYZ', '@ USER1', 0, 'XYZ'],
+    [0, '', 'WORDS', 0x8002, 'DIR'], [3, 'DIR', '!words', 1, 'KFS'], [0, '', '@ USER1 !Intl', 0, ''], [0, 'XYZ', '@ USER1', 0, 'XYZ'],
     [1, '', '@ FOO', undef], [1, '', '@attributes PRIVATE', undef], [1, '', '@', undef], [1, '', 'NOBLOCK', undef], [1, '', '', undef], [1, '', '@a clear', undef],
     [1, '', '@ PRIVATE FOO', undef],
 ) {
@@ -89,7 +89,7 @@ for my $case (
     my @cases = (
         ['%FROM%', '2:999/1'], ['%%FROM%%', '2:999/1'], ['%fromname% to %ToName%', 'Bob to Ann'], ['%TO% %OLDTO%', '2:5/6 2:999/100'],
         ['%INTLTO% %OLDINTLTO%', '2:5/6 2:999/100'], ['%LINECOUNT%', '2'], ['%MSGIDFROM%', '2:999/1 ab'], ['%ROUTETO%', '2:999/100'],
-        ['%FROMDOMAIN%', 'testnet'], ['%SYSTEM%', '2:999/100'], ['%PROGRAM%', 'quelmo 1.02/w32 19-01-01'], ['%TZ%', '+0'], ['100%', '100%'],
+        ['%FROMDOMAIN%', 'testnet'], ['%SYSTEM%', '2:999/100'], ['%PROGRAM%', 'quelmo 1.02/w32 19-01-01'], ['%%TZ%%', '+0'], ['%TZ%', 'UTC'], ['100%', '100%'],
         ['50% and 60%', '50% and 60%'], ['%%', '%%'], ['%', '%'], ['%NOSUCH%', '%NOSUCH%'], ['%GREETING%!', 'Hello Ann!'],
         ['%SYSOP%', 'The Sysop'], ['%COLOUR%', 'red 2:999/1'], ['%SELF%', '%SELF%'], ['%TESTENV%', 'from env'], ['%%TESTENV%%', '%%TESTENV%%'],
     );

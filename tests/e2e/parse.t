@@ -36,7 +36,7 @@ my @ADDRESSES = (
     ['REPLY to somebody else', '!REPLY: 3:999/101 0b|', '2:5020/100', '2:999/100', ''],
     ['MSGID with point', '!FMPT 4|!MSGID: 5:5020/100.4@net 0a|', '5:5020/100.4', '5:999/100', ''],
     ['numbers beyond 16 bits', '!INTL 65538:999/100 131074:5020/100|', '2:5020/100', '2:999/100', 'INTL'],
-    ['numbers without end', '!INTL 2:' . '9' x 300 . '/100 2:5020/100|', '2:5020/100', '2:999/100', 'INTL'],
+    ['numbers without end', '!INTL 2:' . '9' x 300 . '/100 2:5020/100|', '2:5020/100', '2:999/100', ''],
     ['FLAGS', '!FLAGS zon XYZ DIR|!FLAGS IMM|', '2:5020/100', '2:999/100', 'DIR ZON'],
     ['a second FLAGS behind an empty one', '!FLAGS|!FLAGS IMM|', '2:5020/100', '2:999/100', 'IMM'],
     ['AREA kludge ahead of the body', '!AREA: X|', '2:5020/100', '2:999/100', 'ROUTEDECHO'],
