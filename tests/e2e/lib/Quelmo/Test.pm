@@ -170,6 +170,7 @@ sub run {
         log => $self->_log, said => $self->_said,
     }, 'Quelmo::Test::Result';
     my $reports = join '', map { $self->slurp($_) } glob("$top/sanitizer*");
+    $reports .= $r->{err} if $r->{err} =~ /runtime error: /;    # this sanitizer knows no file for its reports
     my $fault = $timed_out ? 'the run did not end' : $reports ? "sanitizer: $reports"
       : $r->{signal} && !$o{killed} ? "died of signal $r->{signal}" : '';
     if ($fault) { fail("run of @argv"); diag($fault); diag($r->{err}) if length $r->{err}; }
@@ -184,8 +185,7 @@ sub _exec {
     %ENV = (
         %keep, PATH => '/usr/local/bin:/usr/bin:/bin', HOME => $self->home, TZ => 'UTC', LC_ALL => 'C',
         QUELMO => $self->home, QUELMO_STDERR => '-', QUELMO_SAID => "$top/said",
-        ASAN_OPTIONS => "log_path=$top/sanitizer:exitcode=99:detect_stack_use_after_return=0",
-        UBSAN_OPTIONS => "log_path=$top/sanitizer:print_stacktrace=1",
+        ASAN_OPTIONS => "log_path=$top/sanitizer:exitcode=99", UBSAN_OPTIONS => 'print_stacktrace=1',
         %$env
     );
     delete $ENV{$_} for grep { !defined $env->{$_} } keys %$env;
