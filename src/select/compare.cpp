@@ -9,7 +9,8 @@
 namespace quelmo {
 namespace {
 
-bool hub_segment_fits(const FtnAddr& addr, const FtnAddr& pattern) {
+// Kept out of the comparison of two addresses, which runs for each line of each block.
+[[gnu::noinline]] bool hub_segment_fits(const FtnAddr& addr, const FtnAddr& pattern) {
   FtnAddr hub = hub_of(addr, pattern);
   if (log_passes(5)) {
     log_line(5, "comp_aadrs: check if node %s is in hub segment of %s\n", addr_to_text(addr).c_str(),
