@@ -1,7 +1,8 @@
 #include "core/text.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
+#include <limits>
 
 namespace quelmo {
 
@@ -10,7 +11,17 @@ bool is_number(std::string_view text) {
 }
 
 long to_number(std::string_view text) {
-  return std::strtol(std::string(text).c_str(), nullptr, 10);
+  constexpr long largest = std::numeric_limits<long>::max();
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) text.remove_prefix(1);
+  long value = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') break;
+    int digit = c - '0';
+    value = value > (largest - digit) / 10 ? largest : value * 10 + digit;
+  }
+  return negative ? -value : value;
 }
 
 std::string_view trim_spaces(std::string_view text) {

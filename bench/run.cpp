@@ -1,0 +1,147 @@
+// bench_run PROGRAM MAKE_STORE PLAIN_READ [COUNT...]: measures whole runs of the program over generated
+// areas.
+//
+// For each COUNT (10000 and 100000 by default): a pass that reads every message and asks Select twice, beside
+// a plain read of the same files; the two take turns and the best of ROUNDS counts. Then: routing and moving
+// messages to another area, for growing numbers, which has to stay at the same time for each message. Times
+// are those of whole processes, so the start of the program, its interpreter and its configuration are in
+// them.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+constexpr int ROUNDS = 7;
+
+struct Tools {
+  std::string program;
+  std::string make_store;
+  std::string plain_read;
+  fs::path home;
+};
+
+struct Cost {
+  double seconds = 0;
+  long peak_kb = 0;
+};
+
+// Runs a command in a directory with its output dropped; stops the benchmark when it fails.
+Cost run(const Words& words, const fs::path& directory) {
+  std::vector<char*> argv;
+  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
+  argv.push_back(nullptr);
+  const auto start = std::chrono::steady_clock::now();
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
+    setenv("QUELMO", directory.c_str(), 1);
+    setenv("TZ", "UTC", 1);
+    if (chdir(directory.c_str()) == 0) execv(argv[0], argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  if (pid < 0 || wait4(pid, &status, 0, &usage) < 0 || status != 0) {
+    std::fprintf(stderr, "bench_run: %s failed (status %d)\n", words[0].c_str(), status);
+    std::exit(1);
+  }
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  return {took.count(), usage.ru_maxrss};
+}
+
+void spew(const fs::path& path, const std::string& text) {
+  std::ofstream(path) << text;
+}
+
+void write_home(const Tools& tools) {
+  std::string config =
+      "MAINADDRESS 2:999/100@testnet\nCHAT OFF\nFIDOAREA NETMAIL NETMAIL\nFIDOAREA OUT OUT\nDATA ADDRESS "
+      "ADDRS\n";
+  for (int i = 0; i < 20; ++i)
+    config += "7:" + std::to_string(100 + i) + "/" + (i % 2 ? "*.*" : std::to_string(i)) + "\n";
+  config += "#END#\nDATA NAME NAMES\nAreaFix\nFileFix\nPing\nAllFix\nSysop\n#END#\n";
+  config += "DATA ROUTING ROUTES\nCRASH 2:5020/1 2:5020/*.*\n2:*/* 2:*/*.*\n1:1/1 1:*/*.*\n#END#\n";
+  spew(tools.home / "quelmo.cfg", config);
+  spew(tools.home / "pass.pl",
+       "sub pass { my $hits = 0; Scan('NETMAIL'); while (ReadMsg()) { $hits++ if Select('ADDRS'); $hits++ if "
+       "Select('NAMES') } }\n1;\n");
+  spew(tools.home / "move.pl",
+       "sub move { Scan('NETMAIL'); while (ReadMsg()) { SetRouting('ROUTES'); Move('OUT') } }\n1;\n");
+}
+
+void fill(const Tools& tools, long count) {
+  fs::remove_all(tools.home / "NETMAIL");
+  fs::remove_all(tools.home / "OUT");
+  fs::create_directories(tools.home / "OUT");
+  run({tools.make_store, (tools.home / "NETMAIL").string(), std::to_string(count)}, tools.home);
+  sync();  // what making the area left to be written isn't ours to pay for
+}
+
+Cost better(const Cost& a, const Cost& b) {
+  return {std::min(a.seconds, b.seconds), std::max(a.peak_kb, b.peak_kb)};
+}
+
+void measure_pass(const Tools& tools, long count) {
+  fill(tools, count);
+  Cost plain{1e9, 0};
+  Cost ours{1e9, 0};
+  for (int round = 0; round < ROUNDS; ++round) {
+    plain = better(plain, run({tools.plain_read, (tools.home / "NETMAIL").string()}, tools.home));
+    ours = better(ours, run({tools.program, "pass"}, tools.home));
+  }
+  std::printf("pass  %8ld messages: %9.0f /s, peak %6ld kB | plain read %9.0f /s | ratio %.2f\n", count,
+              static_cast<double>(count) / ours.seconds, ours.peak_kb,
+              static_cast<double>(count) / plain.seconds, ours.seconds / plain.seconds);
+  std::fflush(stdout);
+}
+
+void measure_move(const Tools& tools, long count) {
+  Cost best{1e9, 0};
+  for (int round = 0; round < 3; ++round) {
+    fill(tools, count);
+    best = better(best, run({tools.program, "move"}, tools.home));
+  }
+  std::printf("move  %8ld messages: %9.0f /s, peak %6ld kB | %.1f us each\n", count,
+              static_cast<double>(count) / best.seconds, best.peak_kb,
+              best.seconds * 1e6 / static_cast<double>(count));
+  std::fflush(stdout);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 4) {
+    std::fputs("usage: bench_run PROGRAM MAKE_STORE PLAIN_READ [COUNT...]\n", stderr);
+    return 2;
+  }
+  std::string home = (fs::temp_directory_path() / "quelmo-bench-XXXXXX").string();
+  if (!mkdtemp(home.data())) {
+    std::perror(home.c_str());
+    return 1;
+  }
+  const Tools tools{fs::absolute(argv[1]), fs::absolute(argv[2]), fs::absolute(argv[3]), home};
+  std::vector<long> counts;
+  for (int i = 4; i < argc; ++i) counts.push_back(std::atol(argv[i]));
+  if (counts.empty()) counts = {10000, 100000};
+  write_home(tools);
+  for (const long count : counts) measure_pass(tools, count);
+  for (const long count : {5000L, 10000L, 20000L}) measure_move(tools, count);
+  fs::remove_all(tools.home);
+  return 0;
+}
