@@ -54,7 +54,8 @@ bool comp_str(std::string_view text, std::string_view pattern, bool relaxed) {
   text = text.substr(0, counted);
   pattern = pattern.substr(0, counted);
   auto same = [](char a, char b) { return lower_byte(a) == lower_byte(b); };
-  return pattern.empty() || !std::ranges::search(text, pattern, same).empty();
+  return pattern.empty() ||
+         std::search(text.begin(), text.end(), pattern.begin(), pattern.end(), same) != text.end();
 }
 
 FtnAddr hub_of(const FtnAddr& addr, const FtnAddr& pattern) {
