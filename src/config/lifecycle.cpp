@@ -131,19 +131,31 @@ bool save_and_free() {
   return guarded(remove_lock) && done;
 }
 
-bool do_cleanup() {
+namespace {
+
+// True if the run's end begins here: in the process of the run, and once.
+bool begin_ending() {
   if (!in_first_process()) leave_process(1);
-  if (run.ending) return true;
+  if (run.ending) return false;
   run.ending = true;
+  return true;
+}
+
+bool clean_up() {
   guarded([] { log_line(2, "doing cleanup...\n"); });
   return save_and_free();
 }
 
+}  // namespace
+
+bool do_cleanup() {
+  return begin_ending() ? clean_up() : true;
+}
+
 void orderly_stop() {
-  if (!in_first_process()) leave_process(1);
-  if (run.ending) return;
+  if (!begin_ending()) return;
   guarded([] { log_line(0, "program aborted \n"); });
-  do_cleanup();
+  clean_up();
 }
 
 }  // namespace quelmo

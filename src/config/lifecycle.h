@@ -19,7 +19,8 @@ void check_lock();
 /// removes the lock. A step that fails doesn't keep the next from running; false if one did.
 bool save_and_free();
 
-/// The end of a run: from here on script functions do nothing. Then as `save_and_free`.
+/// The end of a run: from here on script functions do nothing. Then as `save_and_free`; true if that has been
+/// done before.
 bool do_cleanup();
 
 /// "program aborted" in the log and the clean-up, once; nothing if a clean-up has begun already. A forked
