@@ -81,8 +81,10 @@ std::optional<std::string_view> load_file(FidoScan& scan, const char* name) {
   ssize_t size = read_head(fd, room_for(scan.buffer, usual_message), usual_message);
   if (size < 0) return std::nullopt;
   std::string_view head = std::string_view(scan.buffer).substr(0, static_cast<size_t>(size));
-  // With the closing NUL the message is whole, and its file needn't be asked for its size.
-  if (head.find('\0', fido_header_size) != std::string_view::npos) return head;
+  // With the closing NUL the message is whole, and its file needn't be asked for its size. (A device gives as
+  // much as is asked for.)
+  bool short_file = head.size() < usual_message;
+  if (short_file && head.find('\0', fido_header_size) != std::string_view::npos) return head;
 
   std::optional<FileInfo> info = file_info(fd);
   if (!info) return std::nullopt;
