@@ -325,10 +325,9 @@ void expand_config(std::string& text) {
 void expand_pass(std::string_view delimiter, std::string& text) {
   // A macro whose text names itself several times would grow without end; what passes this stays unexpanded.
   constexpr size_t most_growth = 65536;
-  size_t limit = text.size() + most_growth;
   std::string result;
   size_t p = 0;
-  while (result.size() < limit) {
+  while (result.size() <= p + most_growth) {
     size_t a = text.find(delimiter, p);
     if (a == std::string::npos) break;
     size_t name_at = a + delimiter.size();

@@ -85,7 +85,7 @@ void handle_addresspacker(std::string_view tag, std::string_view line, const std
   entry.attrs = line;
   std::string_view word;
   while (next_word(line, word)) check_attr_name(word, prefix);
-  add_entry(blocks.addresspacker, stored, std::move(entry));
+  add_entry(blocks.addresspacker, stored, entry);
 }
 
 void handle_passwordaddress(std::string_view tag, std::string_view line, const std::string& prefix) {
@@ -93,7 +93,7 @@ void handle_passwordaddress(std::string_view tag, std::string_view line, const s
   PasswordAddressEntry entry;
   entry.password = take_word(line).substr(0, password_width);
   entry.address = strict_address(take_word(line).substr(0, address_width), prefix);
-  add_entry(blocks.passwordaddress, stored, std::move(entry));
+  add_entry(blocks.passwordaddress, stored, entry);
 }
 
 void handle_passwordname(std::string_view tag, std::string_view line, const std::string& prefix) {
@@ -104,7 +104,7 @@ void handle_passwordname(std::string_view tag, std::string_view line, const std:
   if (entry.name.empty()) {
     stop_run_logged("%s syntax:`%s'", prefix.c_str(), std::string(line).c_str());
   }
-  add_entry(blocks.passwordname, stored, std::move(entry));
+  add_entry(blocks.passwordname, stored, entry);
 }
 
 void handle_readdresslist(std::string_view tag, std::string_view line, const std::string& prefix) {
@@ -112,7 +112,7 @@ void handle_readdresslist(std::string_view tag, std::string_view line, const std
   entry.from = block_address(take_word(line).substr(0, address_width), prefix);
   entry.to = block_address(take_word(line).substr(0, address_width), prefix);
   FixedText<20> stored = open_block(type_readdresslist, tag, prefix);
-  add_entry(blocks.readdresslist, stored, std::move(entry));
+  add_entry(blocks.readdresslist, stored, entry);
 }
 
 void handle_routing(std::string_view tag, std::string_view line, const std::string& prefix) {

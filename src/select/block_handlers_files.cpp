@@ -105,7 +105,7 @@ void handle_nodelist(std::string_view tag, std::string_view line, const std::str
   entry.ext = take_word(line);
   take_number(line, entry.zone);
   read_lists(entry, line, prefix);
-  add_entry(blocks.nodelist, stored, std::move(entry));
+  add_entry(blocks.nodelist, stored, entry);
 }
 
 void handle_path(std::string_view tag, std::string_view line, const std::string& prefix) {
@@ -127,7 +127,7 @@ void handle_version9(std::string_view tag, std::string_view line, const std::str
                     std::string(take_word(line)).c_str());
   }
   read_lists(entry, line, prefix);
-  add_entry(blocks.version9, stored, std::move(entry));
+  add_entry(blocks.version9, stored, entry);
 }
 
 }  // namespace quelmo

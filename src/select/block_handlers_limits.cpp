@@ -27,7 +27,7 @@ void handle_length(DataTypeId type, BlockList<LengthEntry>& list, bool optional,
     stop_run_logged("%s incorrect address `%s' for tagname: `%s'\n", prefix.c_str(),
                     std::string(line).c_str(), stored.c_str());
   }
-  add_entry(list, stored, std::move(entry));
+  add_entry(list, stored, entry);
 }
 
 // `age [address]`.
@@ -37,7 +37,7 @@ void handle_age(DataTypeId type, BlockList<AgeEntry>& list, std::string_view tag
   AgeEntry entry = {.age = block_age(take_word(line), prefix), .address = any_address()};
   FixedText<20> stored = open_block(type, tag, prefix);
   if (!line.empty()) entry.address = block_address(take_word(line).substr(0, address_width), prefix);
-  add_entry(list, stored, std::move(entry));
+  add_entry(list, stored, entry);
 }
 
 }  // namespace

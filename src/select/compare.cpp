@@ -9,7 +9,8 @@
 namespace quelmo {
 namespace {
 
-bool hub_segment_fits(const FtnAddr& addr, const FtnAddr& pattern) {
+// Kept out of the comparison of two addresses, which runs for each line of each block.
+[[gnu::noinline]] bool hub_segment_fits(const FtnAddr& addr, const FtnAddr& pattern) {
   FtnAddr hub = hub_of(addr, pattern);
   if (log_passes(5)) {
     log_line(5, "comp_aadrs: check if node %s is in hub segment of %s\n", addr_to_text(addr).c_str(),
@@ -53,7 +54,8 @@ bool comp_str(std::string_view text, std::string_view pattern, bool relaxed) {
   text = text.substr(0, counted);
   pattern = pattern.substr(0, counted);
   auto same = [](char a, char b) { return lower_byte(a) == lower_byte(b); };
-  return pattern.empty() || !std::ranges::search(text, pattern, same).empty();
+  return pattern.empty() ||
+         std::search(text.begin(), text.end(), pattern.begin(), pattern.end(), same) != text.end();
 }
 
 FtnAddr hub_of(const FtnAddr& addr, const FtnAddr& pattern) {

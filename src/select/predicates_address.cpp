@@ -11,14 +11,23 @@ bool address_fits(const SelectQuery& query, const FtnAddr& pattern) {
   return comp_aadrs(side_address(query), pattern, query.relaxed);
 }
 
-bool entry_fits(const SelectQuery& query, const FtnAddr& pattern) {
-  if (log_passes(4)) {
-    FtnAddr shown = pattern;
-    if (query.relaxed) shown.point = wild_any;
-    log_line(4, "select address: compare `%s' in msg and `%s' in block\n",
-             addr_to_text(side_address(query)).c_str(), addr_to_text(shown).c_str());
-  }
-  return address_fits(query, pattern);
+void trace_compare(const SelectQuery& query, const FtnAddr& pattern) {
+  FtnAddr shown = pattern;
+  if (query.relaxed) shown.point = wild_any;
+  log_line(4, "select address: compare `%s' in msg and `%s' in block\n",
+           addr_to_text(side_address(query)).c_str(), addr_to_text(shown).c_str());
+}
+
+// The test of `select_address` with the address `member` of each entry of a block.
+template <class Entry>
+bool any_address_fits(BlockList<Entry>& list, FtnAddr Entry::*member, const SelectQuery& query,
+                      const char* complaint) {
+  bool traced = log_passes(4);
+  const FtnAddr& addr = side_address(query);
+  return any_entry(list, query, complaint, [&](const Entry& entry) {
+    if (traced) trace_compare(query, entry.*member);
+    return comp_aadrs(addr, entry.*member, query.relaxed);
+  });
 }
 
 bool direct_address(const SelectQuery& query) {
@@ -76,8 +85,8 @@ bool target_fits(const FtnAddr& to, const FtnAddr& target, bool any_point) {
 
 bool select_address(const SelectQuery& query) {
   if (query.direct) return direct_address(query);
-  return any_entry(blocks.address, query, "select_address: no such <Data Address>",
-                   [&](const AddressEntry& entry) { return entry_fits(query, entry.address); });
+  return any_address_fits(blocks.address, &AddressEntry::address, query,
+                          "select_address: no such <Data Address>");
 }
 
 bool select_addrname(const SelectQuery& query) {
@@ -97,8 +106,8 @@ bool select_passaddr(const SelectQuery& query) {
 }
 
 bool select_readdresslist(const SelectQuery& query) {
-  return any_entry(blocks.readdresslist, query, "select_readdresslist: no such <Data ReAddress>",
-                   [&](const ReaddressEntry& entry) { return entry_fits(query, entry.from); });
+  return any_address_fits(blocks.readdresslist, &ReaddressEntry::from, query,
+                          "select_readdresslist: no such <Data ReAddress>");
 }
 
 bool select_routing(const SelectQuery& query) {
@@ -111,8 +120,8 @@ bool select_routing(const SelectQuery& query) {
 }
 
 bool select_system(const SelectQuery& query) {
-  return any_entry(blocks.system, query, "select_system: no such <Data System>",
-                   [&](const SystemEntry& entry) { return entry_fits(query, entry.address); });
+  return any_address_fits(blocks.system, &SystemEntry::address, query,
+                          "select_system: no such <Data System>");
 }
 
 bool select_nodelist(const SelectQuery& query) {

@@ -126,9 +126,11 @@ bool select_kludge(const SelectQuery& query) {
 
 bool select_name(const SelectQuery& query) {
   const FixedText<36>& name = side_name(query);
-  if (query.direct) return comp_str(name, query.data.substr(0, NameEntry().text.limit), query.relaxed);
+  if (query.direct) return comp_str(name, query.data.substr(0, FixedText<36>::limit), query.relaxed);
+  bool traced = log_passes(4);
   return any_entry(blocks.name, query, "select_name: no such <Data Name>", [&](const NameEntry& entry) {
-    log_line(4, "select_name: compare `%s' in msg and `%s' in block \n", name.c_str(), entry.text.c_str());
+    if (traced)
+      log_line(4, "select_name: compare `%s' in msg and `%s' in block \n", name.c_str(), entry.text.c_str());
     return text_fits(name, entry.text, entry.regex, query.relaxed);
   });
 }
@@ -145,10 +147,12 @@ bool select_passname(const SelectQuery& query) {
 bool select_subject(const SelectQuery& query) {
   const FixedText<72>& subject = current.hdr.subject;
   if (query.direct) return comp_str(subject, query.data.substr(0, subject.limit), query.relaxed);
+  bool traced = log_passes(4);
   return any_entry(blocks.subject, query, "select_subject: no such <Data Subject>",
                    [&](const SubjectEntry& entry) {
-                     log_line(4, "select_subject: compare `%s' in msg and `%s' in block \n", subject.c_str(),
-                              entry.text.c_str());
+                     if (traced)
+                       log_line(4, "select_subject: compare `%s' in msg and `%s' in block \n",
+                                subject.c_str(), entry.text.c_str());
                      return text_fits(subject, entry.text, entry.regex, query.relaxed);
                    });
 }
