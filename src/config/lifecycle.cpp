@@ -34,7 +34,7 @@ namespace {
 /// to be kept.
 std::string_view program_directory(std::string_view program) {
   size_t at = program.rfind('\\');
-  if (at == std::string_view::npos || at >= path_limit) return {};
+  if (at >= path_limit) return {};  // too far behind, or nowhere
   return program.substr(0, at + 1);
 }
 
