@@ -76,7 +76,9 @@ LineList template_lines(std::string_view name) {
   if (file_part(name).find('.') != std::string_view::npos) extensions = {""};
   std::string plain(name);
   for (const std::string& extension : extensions) {
-    std::string path = config.template_path.str() + plain + extension;
+    std::string path = config.template_path.str();
+    path += plain;
+    path += extension;
     if (try_template(path)) return read_tpl(path);
     if (try_template(plain)) return read_tpl(plain);
     log_line(1, "change_text: template file not found: `%s'\n", plain.c_str());

@@ -33,7 +33,7 @@ namespace {
 /// to be kept.
 std::string_view program_directory(std::string_view program) {
   size_t at = program.rfind('\\');
-  if (at == std::string_view::npos || at >= path_limit) return {};
+  if (at >= path_limit) return {};  // npos too
   return program.substr(0, at + 1);
 }
 

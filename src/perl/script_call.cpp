@@ -71,7 +71,8 @@ std::string to_bytes(pTHX_ const Argument& text, bool& wide) {
     append_utf8(aTHX_ text.bytes, text.size, out, wide);
   } else if (text.size != 0) {
     const void* nul = std::memchr(text.bytes, 0, text.size);
-    out.assign(text.bytes, nul == nullptr ? text.size : static_cast<const char*>(nul) - text.bytes);
+    out.assign(text.bytes,
+               nul == nullptr ? text.size : static_cast<size_t>(static_cast<const char*>(nul) - text.bytes));
   }
   return out;
 }
@@ -88,7 +89,7 @@ void take_plain(pTHX_ SV* scalar, Argument* out) {
 }
 
 bool runs_code(SV* scalar) {
-  return SvGMAGICAL(scalar) || (SvROK(scalar) && SvAMAGIC(scalar));
+  return SvGMAGICAL(scalar) || (SvROK(scalar) && SvAMAGIC(scalar));  // NOLINT(misc-redundant-expression)
 }
 
 // A copy without magic. An overloaded value becomes its string.
