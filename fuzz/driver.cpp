@@ -88,9 +88,12 @@ int main(int argc, char** argv) {
   // Messages of the program would drown what matters; sanitizers report on stdout under ctest.
   fuzz::check(std::freopen("/dev/null", "w", stderr) != nullptr, "stderr can be dropped");
   fuzz::enter_scratch_directory();
+  const fs::path scratch = fs::current_path();
+  std::printf("inputs go through %s\n", scratch.c_str());
+  std::fflush(stdout);
   std::mt19937 random(20240501);
   for (const fs::path& seed : seeds) run_seed(seed, random);
-  const fs::path scratch = fs::current_path();
+
   fs::current_path("/");
   fs::remove_all(scratch);
   std::printf("%zu seeds\n", seeds.size());

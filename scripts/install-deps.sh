@@ -22,7 +22,6 @@ find_missing() {
     need perl command -v prove
     need libperl-dev has_libperl
     need libgtest-dev header gtest/gtest.h
-    need libbenchmark-dev header benchmark/benchmark.h
 }
 
 find_missing

@@ -85,7 +85,11 @@ bool set_attr_block(const Block<AttributeEntry>& block, bool inverse, AttrWords&
   for (const AttributeEntry& entry : block.entries) {
     for (const FixedText<20>& written : entry.words) {
       std::string word = written.str();
-      if (inverse) word = word.starts_with('!') ? word.substr(1) : "!" + word;
+      if (inverse && word.starts_with('!')) {
+        word.erase(0, 1);
+      } else if (inverse) {
+        word.insert(0, 1, '!');
+      }
       set_attr_word(word, copies);
       drop = drop || equal_nocase(word, drop_word);
     }

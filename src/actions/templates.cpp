@@ -8,6 +8,7 @@
 #include "core/script_call.h"
 #include "core/stop.h"
 #include "core/text.h"
+#include "message/kludges.h"
 #include "message/macros.h"
 #include "message/text_edit.h"
 #include "platform/files.h"
@@ -55,7 +56,25 @@ void append_open(LineList& list, const LineList& lines) {
   }
 }
 
-void append_template_line(LineList& list, std::string_view line) {
+// Lines as add_text puts them at the end of a body: ahead of the first tail kludge. Without one they are
+// appended, so that many lines don't take a walk over all of them each.
+struct Gathered {
+  LineList list;
+  bool has_tail = false;
+
+  void add(const LineList& lines) {
+    if (has_tail) {
+      add_text(list, lines, at_end, Count::body);
+    } else {
+      list.append(lines);
+    }
+    for (size_t i = 0; i < lines.size() && !has_tail; i = line_end(lines, i)) {
+      has_tail = is_kludge(lines[i]) && kludge_kind(lines[i]) == kind_tail;
+    }
+  }
+};
+
+void add_template_line(Gathered& gathered, std::string_view line) {
   LineList fresh;
   if (std::optional<Reference> reference = find_reference(line)) {
     LineList before;
@@ -66,7 +85,7 @@ void append_template_line(LineList& list, std::string_view line) {
   } else {
     text_to_lines(fresh, line);
   }
-  add_text(list, fresh, at_end, Count::body);
+  gathered.add(fresh);
 }
 
 }  // namespace
@@ -76,7 +95,9 @@ LineList template_lines(std::string_view name) {
   if (file_part(name).find('.') != std::string_view::npos) extensions = {""};
   std::string plain(name);
   for (const std::string& extension : extensions) {
-    std::string path = config.template_path.str() + plain + extension;
+    std::string path = config.template_path.str();
+    path += plain;
+    path += extension;
     if (try_template(path)) return read_tpl(path);
     if (try_template(plain)) return read_tpl(plain);
     log_line(1, "change_text: template file not found: `%s'\n", plain.c_str());
@@ -93,7 +114,7 @@ LineList read_tpl(std::string_view path) {
     std::string reason = shown + ": " + system_error(errno);
     stop_run("read_tpl: can`t open template file: `%s'\n%s\n", shown.c_str(), reason.c_str());
   }
-  LineList list;
+  Gathered gathered;
   std::string line;
   std::string_view rest = *bytes;
   while (!rest.empty()) {
@@ -104,29 +125,29 @@ LineList read_tpl(std::string_view path) {
     expand_config(piece);
     line += piece;
     if (!line.ends_with('\n') && !rest.empty()) continue;
-    append_template_line(list, strip_line_end(line));
+    add_template_line(gathered, strip_line_end(line));
     line.clear();
   }
-  return list;
+  return gathered.list;
 }
 
 LineList array_lines(std::string_view name) {
-  LineList list;
+  Gathered gathered;
   std::string variable(name.substr(0, array_name_limit));
   if (variable.ends_with('.')) variable.pop_back();
   if (variable.find("::") == std::string::npos) variable.insert(0, "main::");
   std::vector<std::string> elements;
   if (!script_array(variable, elements)) {
-    text_to_lines(list, name);
-    return list;
+    text_to_lines(gathered.list, name);
+    return gathered.list;
   }
   for (std::string& element : elements) {
     expand_macro(element);
     LineList lines;
     text_to_lines(lines, element);
-    add_text(list, lines, at_end, Count::body);
+    gathered.add(lines);
   }
-  return list;
+  return gathered.list;
 }
 
 }  // namespace quelmo

@@ -175,7 +175,7 @@ std::time_t local_to_unix(const std::tm& t) {
     day = {.year = t.tm_year, .mon = t.tm_mon, .mday = t.tm_mday, .start = start};
   }
   zone.last = day;
-  return day.start + t.tm_hour * 3600 + t.tm_min * 60 + t.tm_sec;
+  return day.start + t.tm_hour * 3600L + t.tm_min * 60L + t.tm_sec;
 }
 
 int month_index(std::string_view name) {

@@ -31,7 +31,7 @@ uint32_t name_number(std::string_view name) {
 // Time of a listed file, shifted to local time as the stamps are; 0 if the file is gone by now.
 uint32_t file_time(const Directory& directory, const char* name) {
   std::optional<FileInfo> info = directory.info(name);
-  if (info) return static_cast<uint32_t>(info->mtime + utc_offset_hours() * 3600);
+  if (info) return static_cast<uint32_t>(info->mtime + utc_offset_hours() * 3600L);
   if (!directory.has(name)) return 0;
   report_errno("stat");
   throw Stop();

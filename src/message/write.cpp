@@ -36,7 +36,7 @@ int update_msg() {
     log_message_once();
     log_line(1, "   %u updated in %s\n", CurMsg.msgno, upper(CurMsg.tag).c_str());
     run.msgs_written++;
-    CurMsg.maxts = static_cast<uint32_t>(std::time(nullptr) + utc_offset_hours() * 3600);
+    CurMsg.maxts = static_cast<uint32_t>(std::time(nullptr) + utc_offset_hours() * 3600L);
     hdr.intattr &= ~static_cast<uint32_t>(int_changed);
   }
   return 1;

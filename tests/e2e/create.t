@@ -37,7 +37,7 @@ DATA ROUTING ROUTES
 CRASH 2:9/9 *:*/*.*
 #END#
 EOT
-my @ARRAYS = q{our @list = ('first %FROMNAME%', '', 'third'); our @none = (); our @odd; $odd[1] = 'y';};
+my @ARRAYS = q{our @list = ('first %FROMNAME%', '', 'third'); our @none = (); our @odd; $odd[1] = 'y'; our @tail = ('one', "\x01PATH: 1", 'two');};
 
 sub create {
     my ($calls, %o) = @_;
@@ -101,7 +101,7 @@ for my $case (
     ['-h greet', "Dear %TONAME%,|line two||no end|"], ['-h @up', 'upper|'], ['-h plain.txt', 'txt|'], ['-h empty', ''],
     ['-h list', 'Hi first %FROMNAME%||third bye|first %FROMNAME%||third|100% sure 5%|nolist.|%x|'], ['-h long', 'w' x 1000 . '|next|'],
     ['-l @one', 'one|'], ['-l one', ''], ['-l @list.', 'first %FROMNAME%||third|'], ['-l @main::list.', 'first %FROMNAME%||third|'],
-    ['-l @none.', ''], ['-l @odd.', '|y|'], ['-l @nosuch.', 'nosuch.|'], ['-l @', '|'], ['-l @100%', '100%|'], ['-l @%%TZ%% %LOCALDATE', '+0 %LOCALDATE|'],
+    ['-l @none.', ''], ['-l @odd.', '|y|'], ['-l @tail.', "one|two|\x01PATH: 1|"], ['-l @nosuch.', 'nosuch.|'], ['-l @', '|'], ['-l @100%', '100%|'], ['-l @%%TZ%% %LOCALDATE', '+0 %LOCALDATE|'],
     ["-h greet', '-l \@first", 'first|Dear %TONAME%,|line two||no end|'], ["-h greet', '-l2 \@second", 'Dear %TONAME%,|second|line two||no end|'],
     ["-l \@only the first', '-l \@counts", 'only the first|'], ["-l \@a b", 'a b|'], ['-l "@quoted"', ''], ["-l \@tab\\there", 'tab\there|'],
 ) {
@@ -112,6 +112,13 @@ for my $case (
     my $got = $text =~ /$PID(.*)$NEW\0\z/s ? $1 : "?$text";
     # Macros that need a message find none: %FROMNAME% stays.
     is($got =~ s/\r/|/gr, $body, "text of $option");
+}
+
+{    # Many lines take no longer each than few.
+    my ($s, $r) = create(q{ @list = map { "line $_" } 1 .. 100_000; CreateMail('NETMAIL', '@2:1/2', '-l @list.') }, timeout => 30);
+    my $lines = join '', map { "line $_\r" } 1 .. 100_000;
+    ok(index($s->msg('NETMAIL', 1)->{text}, $lines) > 0, 'an array of 100,000 lines');
+    cmp_ok($r->seconds, '<', 10, 'in a short time');
 }
 
 # Echomail, by the area or by the option.
