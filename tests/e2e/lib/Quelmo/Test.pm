@@ -170,6 +170,7 @@ sub run {
         log => $self->_log, said => $self->_said,
     }, 'Quelmo::Test::Result';
     my $reports = join '', map { $self->slurp($_) } glob("$top/sanitizer*");
+    $reports .= $r->{err} if $r->{err} =~ /: runtime error: /;
     my $fault = $timed_out ? 'the run did not end' : $reports ? "sanitizer: $reports"
       : $r->{signal} && !$o{killed} ? "died of signal $r->{signal}" : '';
     if ($fault) { fail("run of @argv"); diag($fault); diag($r->{err}) if length $r->{err}; }
