@@ -20,8 +20,8 @@ constexpr bool is_blank(char c) {
 /// Not empty, and only digits and "-".
 bool is_number(std::string_view text);
 
-/// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is too
-/// large for its type counts as the largest.
+/// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is
+/// too large for its type counts as the largest.
 long to_number(std::string_view text);
 
 /// The text without blanks at both ends.
@@ -45,10 +45,6 @@ std::vector<std::string_view> split_at(std::string_view text,
 
 /// The text without one pair of enclosing double quotes, or else one pair of enclosing single quotes.
 std::string_view unquote(std::string_view text);
-
-/// Appends as much of `src` as leaves `dest` at most `size` bytes long; true if `src` fitted with room to
-/// spare.
-bool cat_limited(std::string& dest, std::string_view src, size_t size);
 
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
