@@ -92,6 +92,19 @@ for my $case (
         'a new sender: MSGID and Origin follow');
 }
 
+{    # A FLAGS line and an Origin that don't fit into one element take nothing with them.
+    my $flags = "\x01FLAGS " . join ' ', 'DIR', map { "UNKNOWN$_" } 1 .. 50;
+    my $origin = ' * Origin: ' . 'o' x 230;
+    my $s = scenario(
+        areas => {NETMAIL => [{orig => '3/4', text => "$flags\rOne\rTwo\r--- t\r$origin (2:3/4)\rSEEN-BY: 1/2\r$OURS"}], ECHO => []}, echo => ['ECHO'],
+        script => q{ Scan('NETMAIL'); ReadMsg(); CopyArea('ECHO'); CopyArea('ECHO', '-f @20000:50000/50000.50000', '-a @ZON'); },
+    );
+    my $r = $s->run(argv => ['-d', 4, 'route']);
+    is($s->msg('ECHO', 1)->{text}, "One\rTwo\r--- t\r$origin (2:3/4)\rSEEN-BY: 1/2\r\0", 'long lines, echomail');
+    is($s->msg('ECHO', 2)->{text}, "\x01FLAGS ZON\rOne\rTwo\r--- t\r$origin (20000:50000/50000.50000)\rSEEN-BY: 1/2\r\0", 'a longer Origin');
+    $r->log_like(qr/^copyarea: $_$/) for 'changing echomail kludges', 'adjust FLAGS kludge';
+}
+
 {    # Netmail options: addresses, kludges, the last Via, texts.
     my $text = "\x01INTL 2:1/2 2:3/4\r\x01FMPT 1\r\x01MSGID: 2:3/4.1 1\rOne\rTwo\r$OURS";
     my $s = scenario(areas => {NETMAIL => [{text => $text, orig => '3/4', dest => '1/2', attr => 1}], OUT => []}, script => q{
