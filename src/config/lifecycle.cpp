@@ -5,6 +5,8 @@
 #include <exception>
 #include <optional>
 
+#include "bases/dates.h"
+#include "bases/highwater.h"
 #include "config/areas.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
@@ -76,6 +78,7 @@ void free_lists() {
   packers.clear();
   free_tags();
   free_ts_list();
+  free_highwater();
   free_global_vars();
 }
 
@@ -109,7 +112,7 @@ void check_lock() {
 
 void init(std::string_view config_name, std::string_view program) {
   find_home(program);
-  ::tzset();
+  set_time_zone();
   run.start_time = std::time(nullptr);
   install_signal_handlers(orderly_stop);
   reset_globals();
