@@ -77,7 +77,7 @@ void perl_CopyArea(ScriptCall& call) {
                                 .flags = "copyarea: adjust FLAGS kludge"};
   Copy copy = put_copy(call, "copyarea", lines);
   if (copy.number != 0) {
-    if (copy.type == area_fido || copy.type == area_squish || copy.type == area_jam) {
+    if (base_ops(copy.type).tells_number) {
       log_line(1, "   %u created in %s", copy.number, copy.tag.c_str());
     }
     log_line(1, "   Copied to area %s", copy.tag.c_str());
