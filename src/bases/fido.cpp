@@ -72,6 +72,7 @@ bool load_file(FidoScan& scan, const char* name) {
   if (!fd) return false;
   std::optional<FileInfo> info = file_info(fd);
   if (!info) return false;
+  scan.as_read = *info;
   if (info->size > largest_message) {
     errno = EFBIG;
     return false;
@@ -89,6 +90,17 @@ bool read_fido_msg(FidoScan& scan, const char* name, std::time_t& time) {
     return false;
   }
   return parse_fido_msg(scan.buffer, scan.header, current.text, time);
+}
+
+// True if the message file is the one that was read. Nothing locks a *.MSG file: what another program wrote
+// into it since (the rest of a message that was still growing, the mark of one that was sent) must neither be
+// overwritten nor deleted unseen.
+bool still_as_read(const FidoScan& scan) {
+  std::optional<FileInfo> now = scan.directory.info(scan.current_name());
+  if (!now) return false;
+  if (now->size == scan.as_read.size && now->mtime == scan.as_read.mtime) return true;
+  log_line(1, "message file changed since it was read: `%s'\n", current_file().c_str());
+  return false;
 }
 
 void correct_lastread() {
@@ -164,7 +176,7 @@ bool fido_update() {
     return false;
   }
   // A message that another program has deleted doesn't come back.
-  if (!scan.directory.has(scan.current_name())) {
+  if (!still_as_read(scan)) {
     log_line(0, "update_msg: error deleting old msg file: `%s'\n", name.c_str());
     remove_file(tmp);
     return false;
@@ -179,7 +191,7 @@ bool fido_update() {
 
 bool fido_kill() {
   const FidoScan& scan = CurMsg.fido;
-  if (!scan.directory.remove(scan.current_name())) {
+  if (!still_as_read(scan) || !scan.directory.remove(scan.current_name())) {
     log_line(4, "kill_fido_msg: error deleting msg file: `%s'\n", current_file().c_str());
     return false;
   }

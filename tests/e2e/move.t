@@ -162,6 +162,22 @@ for my $action ('Move', 'CopyArea') {
     is_deeply([map { $s->msg('NETMAIL', $_)->{attr} } 3, 4], [0x4000, 0x4000], 'changed before the move');
 }
 
+# A message file that another program writes to behind our reading: what it wrote is neither overwritten nor deleted.
+for my $action ('Kill()', q{Move('OUT')}, q{SetAttribute('@ AUDIT')}) {
+    my $s = scenario(areas => {NETMAIL => [plain('a'), plain('b')], OUT => []}, script => qq{
+        Scan('NETMAIL'); ReadMsg();
+        open my \$f, '>>', 'NETMAIL/1.msg'; print \$f "the rest"; close \$f;
+        $action; ReadMsg(); $action;
+    });
+    my $before = $s->slurp('NETMAIL/1.msg');
+    my $r = $s->run;
+    $r->ended_well("$action goes on");
+    is($s->slurp('NETMAIL/1.msg'), "${before}the rest", "$action: the grown file stays");
+    $r->log_like(qr/^message file changed since it was read: `.*NETMAIL.1\.msg'/);
+    if ($action =~ /Set/) { is($s->msg('NETMAIL', 2)->{attr} & 0x4000, 0x4000, 'the next message is written') }
+    else { is($s->slurp('NETMAIL/2.msg'), undef, "$action: the next message goes") }
+}
+
 # LASTREAD: the killed number becomes the one of the message read before it, everything else stays.
 for my $case (
     [['10.msg', '12.msg'], [12, 9, 12, 10], '12', [10, 9, 10, 10]], [['10.msg', '12.msg'], [10, 12], '10', [0, 12]],
