@@ -169,15 +169,7 @@ void perl_ChangeMail(ScriptCall& call) {
   Msg msg = apply_msgarg(old, args);
   LineList list = apply_text_args(current.text, args, msg.from);
   bool echo = is_echo_area(CurMsg.type, CurMsg.tag);
-  bool from_changed = !addr_equal(msg.from, old.from);
-  if (echo) {
-    strip_netmail_kludges(list);
-    if (from_changed) change_echomail_kludges(msg, list);
-  } else {
-    new_route(args, msg);
-    if (from_changed || !addr_equal(msg.to, old.to)) change_netmail_kludges(msg, list);
-  }
-  if (echo || args.flags != old.flags) set_flags_kludge(list, flags_to_text(args.flags));
+  shape_text(old, args, echo, msg, list, {});
   apply_invalid_flags("ChangeMail", msg, list, false);
   take_over(msg, std::move(list), "Message Changed");
 }

@@ -29,7 +29,7 @@ PointKludge point_kludge(const char* token, uint16_t point) {
 
 // Rewrites or removes the line at `i`; true if the line is gone.
 bool apply_point(LineList& list, size_t i, PointKludge& kludge) {
-  // Of several lines of a kind the first takes the text, and the others go with a second value.
+  // Of several lines of a kind the first takes the text, and the others go.
   if (kludge.line.empty() || kludge.stood) {
     list.erase(i, line_end(list, i) - i);
     return true;
@@ -53,7 +53,7 @@ bool is_netmail_only(Kludge id) {
   }
 }
 
-// The FLAGS line with the words that the table doesn't know; empty if none are left.
+// The FLAGS line, without its CR, with the words that the table doesn't know; empty if none are left.
 std::string unknown_flags(std::string_view line) {
   std::string_view words = kludge_argument(line, kludge_flags);
   std::string_view word;
@@ -64,7 +64,7 @@ std::string unknown_flags(std::string_view line) {
   return kept.empty() ? kept
                       : "\x01"
                         "FLAGS" +
-                            kept + "\r";
+                            kept;
 }
 
 }  // namespace
@@ -126,7 +126,7 @@ void strip_netmail_kludges(LineList& list) {
       std::string line;
       for (size_t piece = i; piece < end; piece++) line += list[piece];
       line = unknown_flags(line);
-      if (!line.empty()) kept.append(line);
+      if (!line.empty()) text_to_lines(kept, line);
     } else if (!is_netmail_only(id)) {
       for (size_t piece = i; piece < end; piece++) kept.append(list[piece]);
     }
@@ -147,6 +147,7 @@ void replace_origin(LineList& list, size_t element, const FtnAddr& addr) {
   auto at = static_cast<size_t>(written.data() - line.data());
   line.replace(at, written.size(), addr_to_text(addr));
   list.set(element, line);
+  if (line.size() > LineList::element_limit) list.insert(element + 1, line.substr(LineList::element_limit));
 }
 
 }  // namespace quelmo

@@ -2,16 +2,13 @@
 
 #include <string>
 
-#include "actions/kludge_edit.h"
 #include "actions/msg_args.h"
 #include "bases/base_ops.h"
 #include "core/log.h"
 #include "core/stop.h"
 #include "core/text.h"
-#include "message/attributes.h"
 #include "message/current.h"
 #include "message/macros.h"
-#include "message/text_edit.h"
 #include "message/write.h"
 
 namespace quelmo {
@@ -24,28 +21,8 @@ struct Copy {
   uint32_t number = 0;  // of the new message; 0: the copy failed
 };
 
-// The text of the copy, brought into line with its header and its destination.
-void shape_text(const char* verb, const Msg& old, Msg& msg, const NewMsgArgs& args, bool echo,
-                LineList& list) {
-  bool from_changed = !addr_equal(msg.from, old.from);
-  if (echo) {
-    strip_netmail_kludges(list);
-    if (from_changed) {
-      log_line(4, "%s: changing echomail kludges\n", verb);
-      change_echomail_kludges(msg, list);
-    }
-  } else {
-    new_route(args, msg);
-    if (from_changed || !addr_equal(msg.to, old.to)) {
-      log_line(4, "%s: changing netmail kludges", verb);
-      change_netmail_kludges(msg, list);
-    }
-  }
-  if (echo || args.flags != old.flags) set_flags_kludge(list, flags_to_text(args.flags));
-}
-
-// The procedure that Move and CopyArea share; `verb` stands in its log lines.
-Copy put_copy(ScriptCall& call, const char* verb) {
+// The procedure that Move and CopyArea share; `name` and `lines` are for its log lines.
+Copy put_copy(ScriptCall& call, const char* name, const ShapeLines& lines) {
   const Msg old = current.hdr;
   NewMsgArgs args = args_of(old);
   std::string tag(unquote(trim_spaces(call.text(0))));
@@ -62,8 +39,8 @@ Copy put_copy(ScriptCall& call, const char* verb) {
 
   Msg msg = apply_msgarg(old, args);
   LineList list = apply_text_args(current.text, args, msg.from);
-  shape_text(verb, old, msg, args, echo, list);
-  apply_invalid_flags(verb, msg, list, copy.type == area_text);
+  shape_text(old, args, echo, msg, list, lines);
+  apply_invalid_flags(name, msg, list, copy.type == area_text);
   copy.number = add_msg(copy.type, tag, msg, list);
   return copy;
 }
@@ -72,7 +49,9 @@ Copy put_copy(ScriptCall& call, const char* verb) {
 
 void perl_Move(ScriptCall& call) {
   if (!message_in_memory(call.label())) return;
-  Copy copy = put_copy(call, "move");
+  constexpr ShapeLines lines = {.netmail = "move: changing netmail kludges",
+                                .echomail = "move: changing echomail kludges\n"};
+  Copy copy = put_copy(call, "move", lines);
   bool gone = false;
   if (copy.number != 0) {
     if (CurMsg.type == area_fido || CurMsg.type == area_squish || copy.type == area_jam) {
@@ -93,9 +72,12 @@ void perl_Move(ScriptCall& call) {
 
 void perl_CopyArea(ScriptCall& call) {
   if (!message_in_memory(call.label())) return;
-  Copy copy = put_copy(call, "copyarea");
+  constexpr ShapeLines lines = {.netmail = "copyarea: changing netmail kludges",
+                                .echomail = "copyarea: changing echomail kludges\n",
+                                .flags = "copyarea: adjust FLAGS kludge"};
+  Copy copy = put_copy(call, "copyarea", lines);
   if (copy.number != 0) {
-    if (copy.type == area_fido || copy.type == area_squish || copy.type == area_jam) {
+    if (base_ops(copy.type).tells_number) {
       log_line(1, "   %u created in %s", copy.number, copy.tag.c_str());
     }
     log_line(1, "   Copied to area %s", copy.tag.c_str());

@@ -1,6 +1,7 @@
 #include "actions/msg_args.h"
 
 #include "actions/header.h"
+#include "actions/kludge_edit.h"
 #include "actions/templates.h"
 #include "bases/dates.h"
 #include "core/log.h"
@@ -269,6 +270,31 @@ LineList apply_text_args(const LineList& text, const NewMsgArgs& args, const Ftn
              Count::body);
   }
   return list;
+}
+
+void shape_text(const Msg& old, const NewMsgArgs& args, bool echo, Msg& msg, LineList& list,
+                const ShapeLines& lines) {
+  auto trace = [](const char* line) {
+    if (line != nullptr) log_text(4, line);
+  };
+  bool from_changed = !addr_equal(msg.from, old.from);
+  if (echo) {
+    strip_netmail_kludges(list);
+    if (from_changed) {
+      trace(lines.echomail);
+      change_echomail_kludges(msg, list);
+    }
+  } else {
+    new_route(args, msg);
+    if (from_changed || !addr_equal(msg.to, old.to)) {
+      trace(lines.netmail);
+      change_netmail_kludges(msg, list);
+    }
+  }
+  if (echo || args.flags != old.flags) {
+    trace(lines.flags);
+    set_flags_kludge(list, flags_to_text(args.flags));
+  }
 }
 
 void apply_invalid_flags(const char* name, const Msg& msg, LineList& list, bool all_kludges) {

@@ -56,6 +56,18 @@ Msg apply_msgarg(const Msg& msg, const NewMsgArgs& args);
 /// `from`.
 LineList apply_text_args(const LineList& text, const NewMsgArgs& args, const FtnAddr& from);
 
+/// Lines that `shape_text` logs at level 4; null: none.
+struct ShapeLines {
+  const char* netmail = nullptr;   ///< an address changed: the kludges of netmail follow
+  const char* echomail = nullptr;  ///< the sender changed: the kludges of echomail follow
+  const char* flags = nullptr;     ///< the FLAGS kludge is set
+};
+
+/// Brings `list`, the text of a message that was `old` and becomes `msg`, into line with the new header and
+/// with the kind of its area. Netmail is routed by the option -u, if it was given.
+void shape_text(const Msg& old, const NewMsgArgs& args, bool echo, Msg& msg, LineList& list,
+                const ShapeLines& lines);
+
 /// What the flags Invalidvias and Invkludges of a new message do to its text; `name` stands in the log.
 void apply_invalid_flags(const char* name, const Msg& msg, LineList& list, bool all_kludges);
 

@@ -118,16 +118,16 @@ LineList read_tpl(std::string_view path) {
   std::string line;
   std::string_view rest = *bytes;
   while (!rest.empty()) {
-    std::string piece(rest.substr(
-        0, std::min(piece_width,
-                    rest.find('\n') == std::string_view::npos ? rest.size() : rest.find('\n') + 1)));
+    size_t line_feed = rest.substr(0, piece_width).find('\n');
+    std::string piece(rest.substr(0, line_feed == std::string_view::npos ? piece_width : line_feed + 1));
     rest.remove_prefix(piece.size());
     expand_config(piece);
     line += piece;
-    if (!line.ends_with('\n') && !rest.empty()) continue;
+    if (!line.ends_with('\n')) continue;
     add_template_line(gathered, strip_line_end(line));
     line.clear();
   }
+  if (!line.empty()) add_template_line(gathered, strip_line_end(line));
   return gathered.list;
 }
 

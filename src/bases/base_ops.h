@@ -33,7 +33,7 @@ struct BaseOps {
   void (*close)() = nullptr;
 
   bool rewritten_whole = false;  ///< the rest of the file passes through `update`, changed or not
-  bool tells_number = false;     ///< a copy or move into such an area logs the number of the new message
+  bool tells_number = false;     ///< a copy into such an area logs the number of the new message
 };
 
 const BaseOps& base_ops(AreaType type);

@@ -104,7 +104,27 @@ bool read_fido_msg(FidoScan& scan, const char* name, std::time_t& time) {
     report_errno(CurMsg.path.str() + name);
     return false;
   }
+  scan.file_size = bytes->size();
   return parse_fido_msg(*bytes, scan.header, current.text, time);
+}
+
+// True if the message file holds what was read of it. Nothing locks a *.MSG file: what another program wrote
+// into it since (the rest of a message that was still growing, the mark of one that was sent) must neither be
+// overwritten nor deleted unseen.
+bool still_as_read(const FidoScan& scan) {
+  Fd file = scan.directory.open_file(scan.current_name(), Open::read);
+  if (!file) return false;
+  std::string_view rest = std::string_view(scan.buffer).substr(0, scan.file_size);
+  char block[16384];
+  ssize_t size = 0;
+  while ((size = read_some(file, block, sizeof block)) > 0) {
+    std::string_view now(block, static_cast<size_t>(size));
+    if (!rest.starts_with(now)) break;
+    rest.remove_prefix(now.size());
+  }
+  if (size == 0 && rest.empty()) return true;
+  log_line(1, "message file changed since it was read: `%s'\n", current_file().c_str());
+  return false;
 }
 
 void correct_lastread() {
@@ -180,7 +200,7 @@ bool fido_update() {
     return false;
   }
   // A message that another program has deleted doesn't come back.
-  if (!scan.directory.has(scan.current_name())) {
+  if (!still_as_read(scan)) {
     log_line(0, "update_msg: error deleting old msg file: `%s'\n", name.c_str());
     remove_file(tmp);
     return false;
@@ -195,7 +215,7 @@ bool fido_update() {
 
 bool fido_kill() {
   const FidoScan& scan = CurMsg.fido;
-  if (!scan.directory.remove(scan.current_name())) {
+  if (!still_as_read(scan) || !scan.directory.remove(scan.current_name())) {
     log_line(4, "kill_fido_msg: error deleting msg file: `%s'\n", current_file().c_str());
     return false;
   }

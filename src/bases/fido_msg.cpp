@@ -52,7 +52,7 @@ bool write_fido_msg(std::string_view path, const FidoHeader& header, const LineL
   std::string bytes = writer.bytes();
   text.join_to(bytes);
   bytes += '\0';
-  if (write_all(fd, bytes)) return true;
+  if (write_all(fd, bytes) && fd.close()) return true;
   log_line(0, "write_fido_msg: error writing file: `%s'\n", shown.c_str());
   fd.reset();
   remove_file(path);

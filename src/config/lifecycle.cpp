@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "bases/dates.h"
+#include "bases/highwater.h"
 #include "config/areas.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
@@ -77,6 +78,7 @@ void free_lists() {
   packers.clear();
   free_tags();
   free_ts_list();
+  free_highwater();
   free_global_vars();
 }
 

@@ -85,8 +85,7 @@ void write_tsfile() {
   for (TsEntry& entry : ts_list.entries) fields(writer, entry);
   std::string fresh = ts_list.file + ".#";
   Fd fd = open_file(fresh, Open::overwrite, 0600);
-  bool written = fd && write_all(fd, writer.bytes());
-  fd.reset();
+  bool written = fd && write_all(fd, writer.bytes()) && fd.close();
   if (!written || !replace_file(fresh, ts_list.file, true)) {
     std::string reason = system_error(errno);
     log_line(0, "write_tsfile: error writing `%s': %s\n", ts_list.file.c_str(), reason.c_str());

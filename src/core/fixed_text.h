@@ -26,7 +26,6 @@ class FixedText {
   void assign(std::string_view text) {
     if (text.empty()) return clear();
     size_ = text.size() < limit ? text.size() : limit;
-    if (size_ == 0) return clear();  // an empty view may point nowhere
     if (const void* nul = std::memchr(text.data(), 0, size_)) {
       size_ = static_cast<size_t>(static_cast<const char*>(nul) - text.data());
     }

@@ -74,12 +74,6 @@ std::string_view unquote(std::string_view text) {
   return text;
 }
 
-bool cat_limited(std::string& dest, std::string_view src, size_t size) {
-  size_t room = size > dest.size() ? size - dest.size() : 0;
-  dest += src.substr(0, room);
-  return src.size() < room;
-}
-
 std::string format_text(const char* format, ...) {
   va_list args;
   va_start(args, format);

@@ -46,10 +46,6 @@ std::vector<std::string_view> split_at(std::string_view text,
 /// The text without one pair of enclosing double quotes, or else one pair of enclosing single quotes.
 std::string_view unquote(std::string_view text);
 
-/// Appends as much of `src` as leaves `dest` at most `size` bytes long; true if `src` fitted with room to
-/// spare.
-bool cat_limited(std::string& dest, std::string_view src, size_t size);
-
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
 [[gnu::format(printf, 1, 0)]] std::string format_arguments(const char* format, va_list args);

@@ -5,6 +5,7 @@
 #include "bases/dates.h"
 #include "core/log.h"
 #include "core/text.h"
+#include "message/text_edit.h"
 #include "platform/clock.h"
 #include "select/data_blocks.h"
 
@@ -88,7 +89,7 @@ std::string make_via(const FtnAddr& aka) {
 }
 
 void add_via(LineList& list, const FtnAddr& aka) {
-  list.append(make_via(aka));
+  add_text(list, make_via(aka), at_end, Count::all);
 }
 
 std::string via_stamp() {

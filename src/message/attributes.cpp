@@ -8,32 +8,54 @@ namespace quelmo {
 namespace {
 
 constexpr BitName attrs[] = {
-    {"AUDIT", 0x4000},     {"CRASH", 0x0002},   {"FILE", 0x0010},     {"HOLD", 0x0200},
-    {"INTRANSIT", 0x0020}, {"ISRR", 0x2000},    {"KILLSENT", 0x0080}, {"LOCAL", 0x0100},
-    {"ORPHAN", 0x0040},    {"PRIVATE", 0x0001}, {"RECEIVED", 0x0004}, {"REQUEST", 0x0800},
-    {"RES1", 0x0400},      {"RRQ", 0x1000},     {"SENT", 0x0008},     {"UPDATE", 0x8000},
+    {"AUDIT", attr_audit},         {"CRASH", attr_crash},
+    {"FILE", attr_file},           {"HOLD", attr_hold},
+    {"INTRANSIT", attr_intransit}, {"ISRR", attr_isrr},
+    {"KILLSENT", attr_killsent},   {"LOCAL", attr_local},
+    {"ORPHAN", attr_orphan},       {"PRIVATE", attr_private},
+    {"RECEIVED", attr_received},   {"REQUEST", attr_request},
+    {"RES1", attr_res1},           {"RRQ", attr_rrq},
+    {"SENT", attr_sent},           {"UPDATE", attr_update},
 };
 
 constexpr BitName flag_words[] = {
-    {"CFM", 0x0008}, {"DIR", 0x0001}, {"FPU", 0x0080}, {"HUB", 0x0100}, {"IMM", 0x0002},
-    {"IT1", 0x0400}, {"IT2", 0x0800}, {"IT3", 0x1000}, {"K/S", 0x0200}, {"KFS", 0x0020},
-    {"LOK", 0x2000}, {"TFS", 0x0040}, {"XMA", 0x0004}, {"ZON", 0x0010}, {"NPD", 0x4000},
+    {"CFM", 0x0008}, {"DIR", flags_dir}, {"FPU", 0x0080}, {"HUB", 0x0100}, {"IMM", flags_imm},
+    {"IT1", 0x0400}, {"IT2", 0x0800},    {"IT3", 0x1000}, {"K/S", 0x0200}, {"KFS", 0x0020},
+    {"LOK", 0x2000}, {"TFS", 0x0040},    {"XMA", 0x0004}, {"ZON", 0x0010}, {"NPD", 0x4000},
 };
 
 constexpr BitName intattrs[] = {
-    {"Addlf", 0x00080000},       {"Changed", 0x00040000},      {"Checkedpath", 0x00000100},
-    {"Dummyattach", 0x00200000}, {"Echomail", 0x00000800},     {"Flag", 0x00800000},
-    {"From2d", 0x00000080},      {"Ignoreattach", 0x00400000}, {"Interzone", 0x00020000},
-    {"Intl", 0x00010000},        {"Invalidvias", 0x00000200},  {"Invkludges", 0x00000400},
-    {"Lastvia", 0x00000020},     {"Loop", 0x00000002},         {"Loop2", 0x00000004},
-    {"Loop3", 0x00000008},       {"Normal", 0x00100000},       {"Null", 0x00000001},
-    {"Repeatscan", 0x01000000},  {"Routedecho", 0x00001000},   {"Seen", 0x00000010},
-    {"To2d", 0x00000040},        {"User1", 0x00002000},        {"User2", 0x00004000},
-    {"User3", 0x00008000},       {"ZaLoop", 0x02000000},
+    {"Addlf", 0x00080000},
+    {"Changed", int_changed},
+    {"Checkedpath", int_checkedpath},
+    {"Dummyattach", int_dummyattach},
+    {"Echomail", int_echomail},
+    {"Flag", 0x00800000},
+    {"From2d", 0x00000080},
+    {"Ignoreattach", int_ignoreattach},
+    {"Interzone", int_interzone},
+    {"Intl", int_intl},
+    {"Invalidvias", int_invalidvias},
+    {"Invkludges", int_invkludges},
+    {"Lastvia", int_lastvia},
+    {"Loop", int_loop},
+    {"Loop2", int_loop2},
+    {"Loop3", 0x00000008},
+    {"Normal", 0x00100000},
+    {"Null", int_null},
+    {"Repeatscan", 0x01000000},
+    {"Routedecho", int_routedecho},
+    {"Seen", int_seen},
+    {"To2d", 0x00000040},
+    {"User1", 0x00002000},
+    {"User2", 0x00004000},
+    {"User3", 0x00008000},
+    {"ZaLoop", int_zaloop},
 };
 
 constexpr BitName flavors[] = {
-    {"CRASH", 0x0004}, {"DIR", 0x0002}, {"HOLD", 0x0010}, {"IMM", 0x0008}, {"NORMAL", 0x0001},
+    {"CRASH", flavor_crash}, {"DIR", flavor_dir},       {"HOLD", flavor_hold},
+    {"IMM", flavor_imm},     {"NORMAL", flavor_normal},
 };
 
 // No name and no bit stands twice, and each entry is one bit.

@@ -9,6 +9,7 @@
 #include "message/attributes.h"
 #include "message/current.h"
 #include "message/kludges.h"
+#include "message/text_edit.h"
 
 namespace quelmo {
 namespace {
@@ -31,10 +32,9 @@ void keep_via(std::string_view line, LineList& vias) {
 }
 
 void take_kludge(std::string_view line, Findings& found, LineList& vias) {
-  constexpr size_t looked_at = 127;
-  Kludge id = kludge_id(line.substr(0, looked_at));
+  Kludge id = kludge_id(line);
   if (id == kludge_unknown) return;
-  std::string_view argument = kludge_argument(line.substr(0, looked_at), id);
+  std::string_view argument = kludge_argument(line, id);
   switch (id) {
     case kludge_area:
       if (found.linecount == 0) found.intattr |= int_routedecho;
@@ -65,11 +65,6 @@ void take_kludge(std::string_view line, Findings& found, LineList& vias) {
   }
 }
 
-void end_last_line(LineList& text) {
-  if (text.empty() || ends_line(text.back()) || text.back().size() >= LineList::element_limit) return;
-  text.set(text.size() - 1, std::string(text.back()) + "\r");
-}
-
 void walk_text(LineList& text, LineList& vias, Findings& found) {
   bool in_kludge = false;  // the further elements of a long kludge are no body lines
   for (size_t i = 0; i < text.size(); i++) {
@@ -84,7 +79,8 @@ void walk_text(LineList& text, LineList& vias, Findings& found) {
       found.linecount++;
     }
   }
-  end_last_line(text);
+  // A full last element stays as it is; what goes behind it ends it.
+  if (!text.empty() && text.back().size() < LineList::element_limit) end_last_line(text);
   if (found.linecount == 0) found.intattr |= int_null;
 }
 

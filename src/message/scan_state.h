@@ -48,6 +48,7 @@ struct FidoScan {
   uint32_t ts = 0;       ///< time stamp of the area at selection, 0 without time stamps
   std::string lastread;  ///< the area's LASTREAD file as it is spelled on disk; empty if there was none
   std::string buffer;    ///< begins with the bytes of the file last read
+  size_t file_size = 0;  ///< number of those bytes
 
   const char* name(size_t i) const { return names.c_str() + list[i].name_at; }
   const char* current_name() const { return name(index - 1); }

@@ -54,20 +54,36 @@ void replace_line(LineList& list, size_t first, std::string_view text) {
   list.erase(first + 1, end - first - 1);
 }
 
+void end_last_line(LineList& list) {
+  if (list.empty() || ends_line(list.back())) return;
+  if (list.back().size() < LineList::element_limit) {
+    list.set(list.size() - 1, std::string(list.back()) + "\r");
+  } else {
+    list.append("\r");
+  }
+}
+
 void add_text(LineList& list, const LineList& lines, int pos, Count count) {
-  list.insert(place(list, pos, count), lines);
+  size_t at = place(list, pos, count);
+  if (at == list.size()) {
+    end_last_line(list);
+    at = list.size();
+  }
+  list.insert(at, lines);
 }
 
 void add_text(LineList& list, std::string_view line, int pos, Count count) {
-  list.insert(place(list, pos, count), line);
+  LineList lines;
+  lines.append(line);
+  add_text(list, lines, pos, count);
 }
 
 int delete_line(LineList& list, int n, Count count) {
   int counter = 0;
   for (size_t first = 0; first < list.size();) {
     size_t end = line_end(list, first);
-    if (count == Count::all || is_body(list[first])) counter++;
-    if (counter == n) {
+    bool counts = count == Count::all || is_body(list[first]);
+    if (counts && ++counter == n) {
       list.erase(first, end - first);
       return 1;
     }
@@ -78,7 +94,7 @@ int delete_line(LineList& list, int n, Count count) {
 
 void set_flags_kludge(LineList& list, std::string_view words) {
   size_t at = 0;
-  for (size_t i = 0; i < list.size(); i++) {
+  for (size_t i = 0; i < list.size(); i = line_end(list, i)) {
     std::string_view element = list[i];
     if (at == 0 && element.starts_with("AREA")) {
       at = 1;

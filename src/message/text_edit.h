@@ -23,10 +23,13 @@ size_t line_end(const LineList& list, size_t first);
 /// Puts `text`, with its CR, in the place of the whole line that begins at element `first`.
 void replace_line(LineList& list, size_t first, std::string_view text);
 
+/// Gives the last line of a text its CR if it has none.
+void end_last_line(LineList& list);
+
 /// Inserts copies of `lines` ahead of number `pos`, from 1. Counting body lines they go ahead of the tear
 /// line, the Origin or the first tail kludge (SEEN-BY, PATH, Via, Recv) if one comes first; with `at_end`
 /// behind tear line and Origin, ahead of the first tail kludge. Counting all, `at_end` is the very end. `pos`
-/// 0 is the very start.
+/// 0 is the very start. A last line without its CR gets it before anything goes behind it.
 void add_text(LineList& list, const LineList& lines, int pos, Count count);
 void add_text(LineList& list, std::string_view line, int pos, Count count);
 

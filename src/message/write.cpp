@@ -1,6 +1,5 @@
 #include "message/write.h"
 
-#include <ctime>
 #include <string>
 
 #include "bases/base_ops.h"
@@ -36,7 +35,9 @@ int update_msg() {
     log_message_once();
     log_line(1, "   %u updated in %s\n", CurMsg.msgno, upper(CurMsg.tag).c_str());
     run.msgs_written++;
-    CurMsg.maxts = static_cast<uint32_t>(std::time(nullptr) + utc_offset_hours() * 3600L);
+    // time() lags behind the clock by some milliseconds, and a file's time need not: the message would look
+    // newer than its stamp.
+    CurMsg.maxts = static_cast<uint32_t>(clock_ms() / 1000 + utc_offset_hours() * 3600L);
     hdr.intattr &= ~static_cast<uint32_t>(int_changed);
   }
   return 1;

@@ -83,6 +83,10 @@ void Fd::reset() {
   errno = error;
 }
 
+bool Fd::close() {
+  return ::close(std::exchange(fd_, -1)) == 0;
+}
+
 Fd open_file(std::string_view path, Open how, mode_t mode) {
   int flags = open_flags(how);
   if (how == Open::create_new) {
@@ -234,9 +238,13 @@ bool replace_file(std::string_view from, std::string_view to, bool durable) {
   std::string source = disk_path(from);
   std::string target = disk_path(to);
   struct stat old;
-  if (::stat(target.c_str(), &old) == 0) {
-    if (::chown(source.c_str(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return false;
-    if (::chmod(source.c_str(), old.st_mode & 07777) != 0) return false;
+  struct stat fresh;
+  // What is equal already isn't touched: there are file systems that hold neither and refuse both calls.
+  if (::stat(target.c_str(), &old) == 0 && ::stat(source.c_str(), &fresh) == 0) {
+    bool other_owner = old.st_uid != fresh.st_uid || old.st_gid != fresh.st_gid;
+    if (other_owner && ::chown(source.c_str(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return false;
+    bool other_mode = ((old.st_mode ^ fresh.st_mode) & 07777) != 0;
+    if (other_mode && ::chmod(source.c_str(), old.st_mode & 07777) != 0) return false;
   }
   if (durable) {
     Fd file(open_above_stdio(source, O_RDONLY, 0));

@@ -33,6 +33,9 @@ class Fd {
   explicit operator bool() const { return fd_ >= 0; }
   /// Closes the descriptor; keeps errno.
   void reset();
+  /// Closes the descriptor behind a write: false if the system only now tells that it failed, as file systems
+  /// of a network do.
+  bool close();
 
  private:
   int fd_ = -1;

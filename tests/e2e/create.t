@@ -37,7 +37,7 @@ DATA ROUTING ROUTES
 CRASH 2:9/9 *:*/*.*
 #END#
 EOT
-my @ARRAYS = q{our @list = ('first %FROMNAME%', '', 'third'); our @none = (); our @odd; $odd[1] = 'y'; our @tail = ('one', "\x01PATH: 1", 'two');};
+my @ARRAYS = q{our @list = ('first %FROMNAME%', '', 'third'); our @none = (); our @odd; $odd[1] = 'y'; our @tail = ('one', "\x01PATH: 1", 'two'); SetGlobalVar('NOTHING', '');};
 
 sub create {
     my ($calls, %o) = @_;
@@ -95,10 +95,10 @@ for my $case (
 }
 
 # Texts. The body (behind the kludges) that the options make of templates and arrays.
-my @TEMPLATES = (['greet.tpl', "Dear %TONAME%,\r\nline two\n\nno end"], ['UP.TPL', "upper\n"], ['plain.txt', "txt\n"], ['empty.tpl', ''],
+my @TEMPLATES = (['greet.tpl', "Dear %TONAME%,\r\nline two\n\nno end"], ['gone.tpl', "a\n%NOTHING%\n%NOTHING%"], ['UP.TPL', "upper\n"], ['plain.txt', "txt\n"], ['empty.tpl', ''],
     ['list.tpl', "Hi %list.% bye\n%%list.%%\n100% sure 5%\n%nolist.%\n%x\n"], ['long.tpl', 'w' x 1000 . "\nnext\n"]);
 for my $case (
-    ['-h greet', "Dear %TONAME%,|line two||no end|"], ['-h @up', 'upper|'], ['-h plain.txt', 'txt|'], ['-h empty', ''],
+    ['-h greet', "Dear %TONAME%,|line two||no end|"], ['-h @up', 'upper|'], ['-h plain.txt', 'txt|'], ['-h gone', 'a||'], ['-h empty', ''],
     ['-h list', 'Hi first %FROMNAME%||third bye|first %FROMNAME%||third|100% sure 5%|nolist.|%x|'], ['-h long', 'w' x 1000 . '|next|'],
     ['-l @one', 'one|'], ['-l one', ''], ['-l @list.', 'first %FROMNAME%||third|'], ['-l @main::list.', 'first %FROMNAME%||third|'],
     ['-l @none.', ''], ['-l @odd.', '|y|'], ['-l @tail.', "one|two|\x01PATH: 1|"], ['-l @nosuch.', 'nosuch.|'], ['-l @', '|'], ['-l @100%', '100%|'], ['-l @%%TZ%% %LOCALDATE', '+0 %LOCALDATE|'],

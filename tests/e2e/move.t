@@ -94,6 +94,19 @@ for my $case (
         'a new sender: MSGID and Origin follow');
 }
 
+{    # A FLAGS line and an Origin that don't fit into one element take nothing with them.
+    my $flags = "\x01FLAGS " . join ' ', 'DIR', map { "UNKNOWN$_" } 1 .. 50;
+    my $origin = ' * Origin: ' . 'o' x 230;
+    my $s = scenario(
+        areas => {NETMAIL => [{orig => '3/4', text => "$flags\rOne\rTwo\r--- t\r$origin (2:3/4)\rSEEN-BY: 1/2\r$OURS"}], ECHO => []}, echo => ['ECHO'],
+        script => q{ Scan('NETMAIL'); ReadMsg(); CopyArea('ECHO'); CopyArea('ECHO', '-f @20000:50000/50000.50000', '-a @ZON'); },
+    );
+    my $r = $s->run(argv => ['-d', 4, 'route']);
+    is($s->msg('ECHO', 1)->{text}, "One\rTwo\r--- t\r$origin (2:3/4)\rSEEN-BY: 1/2\r\0", 'long lines, echomail');
+    is($s->msg('ECHO', 2)->{text}, "\x01FLAGS ZON\rOne\rTwo\r--- t\r$origin (20000:50000/50000.50000)\rSEEN-BY: 1/2\r\0", 'a longer Origin');
+    $r->log_like(qr/^copyarea: $_$/) for 'changing echomail kludges', 'adjust FLAGS kludge';
+}
+
 {    # Netmail options: addresses, kludges, the last Via, texts.
     my $text = "\x01INTL 2:1/2 2:3/4\r\x01FMPT 1\r\x01MSGID: 2:3/4.1 1\rOne\rTwo\r$OURS";
     my $s = scenario(areas => {NETMAIL => [{text => $text, orig => '3/4', dest => '1/2', attr => 1}], OUT => []}, script => q{
@@ -149,6 +162,22 @@ for my $action ('Move', 'CopyArea') {
     $s->run->ended_well;
     is_deeply([$s->files('NETMAIL')], ['3.msg', '4.msg'], 'the new messages aren\'t read in the same scan');
     is_deeply([map { $s->msg('NETMAIL', $_)->{attr} } 3, 4], [0x4000, 0x4000], 'changed before the move');
+}
+
+# A message file that another program writes to behind our reading: what it wrote is neither overwritten nor deleted.
+for my $action ('Kill()', q{Move('OUT')}, q{SetAttribute('@ AUDIT')}) {
+    my $s = scenario(areas => {NETMAIL => [plain('a'), plain('b')], OUT => []}, script => qq{
+        Scan('NETMAIL'); ReadMsg();
+        open my \$f, '>>', 'NETMAIL/1.msg'; print \$f "the rest"; close \$f;
+        $action; ReadMsg(); $action;
+    });
+    my $before = $s->slurp('NETMAIL/1.msg');
+    my $r = $s->run;
+    $r->ended_well("$action goes on");
+    is($s->slurp('NETMAIL/1.msg'), "${before}the rest", "$action: the grown file stays");
+    $r->log_like(qr/^message file changed since it was read: `.*NETMAIL.1\.msg'/);
+    if ($action =~ /Set/) { is($s->msg('NETMAIL', 2)->{attr} & 0x4000, 0x4000, 'the next message is written') }
+    else { is($s->slurp('NETMAIL/2.msg'), undef, "$action: the next message goes") }
 }
 
 # LASTREAD: the killed number becomes the one of the message read before it, everything else stays.

@@ -41,6 +41,7 @@ my @ADDRESSES = (
     ['a second FLAGS behind an empty one', '!FLAGS|!FLAGS IMM|', '2:5020/100', '2:999/100', 'IMM'],
     ['AREA kludge ahead of the body', '!AREA: X|', '2:5020/100', '2:999/100', 'ROUTEDECHO'],
     ['AREA kludge behind a line', 'x|!AREA: X|', '2:5020/100', '2:999/100', ''],
+    ['FLAGS word far behind', '!FLAGS ' . 'UNKNOWN ' x 20 . 'DIR|', '2:5020/100', '2:999/100', 'DIR'],
     ['kludges cut short', '!|!INTL|!FMPT|!TOPT|!MSGID:|!REPLY|!Via|!FLAGS|!INTL x y|', '2:5020/100', '2:999/100', ''],
 );
 

@@ -72,11 +72,11 @@ my %BODIES = (
     is($wrong, 0, 'a second rewrite keeps each text as it is');
 }
 
-{    # A last line of exactly 255 bytes gets no CR of its own: nothing of it is lost, and the Via line is found again.
-    my $s = scenario(areas => {NETMAIL => [{text => 'x' x 255}, {text => 'x' x 510}]});
+{    # A last line of exactly 255 bytes without CR is ended ahead of the Via line, which is found again.
+    my @last = ('x' x 255, 'x' x 510, "\x01" . 'K' x 254, "\x01Via 2:1/1 " . 'v' x 244);
+    my $s = scenario(areas => {NETMAIL => [map { {text => $_} } @last]});
     $s->run(script => $READ_ALL);
-    like($s->msg('NETMAIL', 1)->{text}, qr/\Ax{255}\r?$NEW\0\z/, '255 bytes without CR');
-    like($s->msg('NETMAIL', 2)->{text}, qr/\Ax{510}\r?$NEW\0\z/, '510 bytes without CR');
+    like($s->msg('NETMAIL', $_ + 1)->{text}, qr/\A\Q$last[$_]\E\r$NEW\0\z/, 'unended: ' . substr $last[$_], 1, 5) for 0 .. $#last;
     $s->run(script => $READ_ALL)->log_unlike(qr/updated/, 'the Via line is recognised');
 }
 

@@ -92,8 +92,32 @@ TEST(TextEdit, AddTextFindsItsPlace) {
   EXPECT_EQ(list[2], "new\r");
 }
 
+TEST(TextEdit, ALastLineIsEndedBeforeAnythingGoesBehindIt) {
+  struct {
+    std::string last;
+    std::vector<std::string> after;
+  } cases[] = {
+      {"x", {"x\r", "new\r"}},
+      {"x\r\n", {"x\r\n", "new\r"}},
+      {xs(254), {xs(254) + "\r", "new\r"}},
+      {xs(255), {xs(255), "\r", "new\r"}},
+  };
+  for (const auto& c : cases) {
+    for (Count count : {Count::body, Count::all}) {
+      LineList list = list_of({c.last});
+      add_text(list, "new\r", at_end, count);
+      EXPECT_EQ(elements(list), c.after);
+    }
+    LineList ahead = list_of({c.last});
+    add_text(ahead, "new\r", 1, Count::body);
+    EXPECT_EQ(elements(ahead), (std::vector<std::string>{"new\r", c.last}));
+  }
+}
+
 TEST(TextEdit, DeleteLineTakesAllPieces) {
   LineList list = list_of({"\x01MSGID: 1\r", "b1\r", xs(255), xs(255), "end\r", "--- t\r", "b3\r"});
+  EXPECT_EQ(delete_line(list, 0, Count::body), 0);
+  EXPECT_EQ(delete_line(list, -1, Count::body), 0);
   EXPECT_EQ(delete_line(list, 2, Count::body), 1);
   EXPECT_EQ(elements(list), (std::vector<std::string>{"\x01MSGID: 1\r", "b1\r", "--- t\r", "b3\r"}));
   EXPECT_EQ(delete_line(list, 2, Count::body), 1);
@@ -149,6 +173,13 @@ TEST(TextEdit, FlagsKludgeHasItsPlace) {
         "body\r",
         "\x01"
         "FLAGS IMM\r"}},
+      {{"\x01LONG" + xs(250), "x\r",
+        "\x01"
+        "FLAGS IMM\r"},
+       "DIR",
+       {"\x01LONG" + xs(250), "x\r",
+        "\x01"
+        "FLAGS DIR\r"}},
       {{"body\r"}, "", {"body\r"}},
       {{},
        "DIR",
