@@ -86,7 +86,7 @@ void take_plain(pTHX_ SV* scalar, Argument* out) {
 }
 
 bool runs_code(SV* scalar) {
-  return SvGMAGICAL(scalar) || (SvROK(scalar) && SvAMAGIC(scalar));
+  return SvGMAGICAL(scalar) || (SvROK(scalar) && SvAMAGIC(scalar));  // NOLINT: the macro's own test
 }
 
 // A copy without magic. An overloaded value becomes its string.
