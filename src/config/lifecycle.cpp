@@ -20,6 +20,7 @@
 #include "core/text.h"
 #include "message/scan.h"
 #include "message/write.h"
+#include "nodelist/lookup.h"
 #include "platform/files.h"
 #include "platform/path.h"
 #include "platform/process.h"
@@ -77,6 +78,7 @@ void free_lists() {
   free_tags();
   free_ts_list();
   free_global_vars();
+  free_nodelists();
 }
 
 template <class Step>

@@ -20,8 +20,8 @@ constexpr bool is_blank(char c) {
 /// Not empty, and only digits and "-".
 bool is_number(std::string_view text);
 
-/// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is too
-/// large for its type counts as the largest.
+/// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is
+/// too large for its type counts as the largest.
 long to_number(std::string_view text);
 
 /// The text without blanks at both ends.

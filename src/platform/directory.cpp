@@ -56,6 +56,7 @@ std::optional<FileInfo> Directory::info(const char* name) const {
   if (::fstatat(fd_.get(), name, &st, 0) != 0) return std::nullopt;
   return FileInfo{.size = static_cast<uint64_t>(st.st_size),
                   .mtime = st.st_mtime,
+                  .mtime_ns = st.st_mtim.tv_nsec,
                   .is_directory = S_ISDIR(st.st_mode),
                   .device = st.st_dev,
                   .inode = st.st_ino};

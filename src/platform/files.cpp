@@ -68,6 +68,7 @@ std::string new_name(std::string_view path) {
 FileInfo info_of(const struct stat& st) {
   return {.size = static_cast<uint64_t>(st.st_size),
           .mtime = st.st_mtime,
+          .mtime_ns = st.st_mtim.tv_nsec,
           .is_directory = S_ISDIR(st.st_mode),
           .device = st.st_dev,
           .inode = st.st_ino};

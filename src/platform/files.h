@@ -69,6 +69,7 @@ bool flush_to_disk(const Fd& fd);
 struct FileInfo {
   uint64_t size = 0;
   std::time_t mtime = 0;  ///< seconds since the epoch
+  long mtime_ns = 0;      ///< and the nanoseconds behind them
   bool is_directory = false;
   uint64_t device = 0;
   uint64_t inode = 0;

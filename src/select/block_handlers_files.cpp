@@ -2,6 +2,7 @@
 #include "core/log.h"
 #include "core/stop.h"
 #include "core/text.h"
+#include "nodelist/lookup.h"
 #include "nodelist/templates.h"
 #include "platform/files.h"
 #include "select/block_handlers.h"
@@ -45,8 +46,7 @@ void read_lists(NodelistEntry& entry, std::string_view line, const std::string& 
     stop_run_logged("%s path not found : `%s'\n", prefix.c_str(), path.c_str());
   }
   entry.path = path;
-  std::vector<std::string> names;
-  if (resolve_templates(entry.path, line, names) == 0) {
+  if (resolve_templates(entry.path, line, entry.names) == 0) {
     stop_run_logged("%s nodelist file(s) template not found: `%s'\n", prefix.c_str(),
                     std::string(line).c_str());
   }
@@ -105,6 +105,7 @@ void handle_nodelist(std::string_view tag, std::string_view line, const std::str
   entry.ext = take_word(line);
   take_number(line, entry.zone);
   read_lists(entry, line, prefix);
+  check_index(ndl_kind, entry);
   add_entry(blocks.nodelist, stored, entry);
 }
 
@@ -127,6 +128,7 @@ void handle_version9(std::string_view tag, std::string_view line, const std::str
                     std::string(take_word(line)).c_str());
   }
   read_lists(entry, line, prefix);
+  check_index(v9_kind, entry);
   add_entry(blocks.version9, stored, entry);
 }
 
