@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::string_view lastread_name = "LASTREAD";
 constexpr uint64_t largest_message = 1 << 30;  // no mail, and not to be taken into memory
+constexpr size_t usual_message = 32768;        // read in one go
 
 uint32_t name_number(std::string_view name) {
   return static_cast<uint32_t>(std::min<long>(to_number(name.substr(0, name.find('.'))), UINT32_MAX));
@@ -66,29 +67,44 @@ std::string current_file() {
   return CurMsg.path.str() + CurMsg.fido.current_name();
 }
 
-// The bytes of a message file into scan.buffer; false with errno if there are none to be had.
-bool load_file(FidoScan& scan, const char* name) {
+// The buffer never shrinks: growing it again would fill it with zeros for each message.
+char* room_for(std::string& buffer, size_t size) {
+  if (buffer.size() < size) buffer.resize(size);
+  return buffer.data();
+}
+
+// The bytes of a message file, in scan.buffer, up to the NUL that ends the text at the least; nothing, with
+// errno, if there are none to be had.
+std::optional<std::string_view> load_file(FidoScan& scan, const char* name) {
   Fd fd = scan.directory.open_file(name, Open::update);
-  if (!fd) return false;
+  if (!fd) return std::nullopt;
+  ssize_t size = read_head(fd, room_for(scan.buffer, usual_message), usual_message);
+  if (size < 0) return std::nullopt;
+  std::string_view head = std::string_view(scan.buffer).substr(0, static_cast<size_t>(size));
+  // With the closing NUL the message is whole, and its file needn't be asked for its size. (A device gives as
+  // much as is asked for.)
+  bool short_file = head.size() < usual_message;
+  if (short_file && head.find('\0', fido_header_size) != std::string_view::npos) return head;
+
   std::optional<FileInfo> info = file_info(fd);
-  if (!info) return false;
+  if (!info) return std::nullopt;
   if (info->size > largest_message) {
     errno = EFBIG;
-    return false;
+    return std::nullopt;
   }
-  scan.buffer.resize(info->size);
-  ssize_t size = read_some(fd, scan.buffer.data(), scan.buffer.size());
-  if (size == static_cast<ssize_t>(info->size)) return true;
+  size = read_at(fd, room_for(scan.buffer, info->size), info->size, 0);
+  if (size == static_cast<ssize_t>(info->size)) return std::string_view(scan.buffer).substr(0, info->size);
   if (size >= 0) errno = EIO;
-  return false;
+  return std::nullopt;
 }
 
 bool read_fido_msg(FidoScan& scan, const char* name, std::time_t& time) {
-  if (!load_file(scan, name)) {
+  std::optional<std::string_view> bytes = load_file(scan, name);
+  if (!bytes) {
     report_errno(CurMsg.path.str() + name);
     return false;
   }
-  return parse_fido_msg(scan.buffer, scan.header, current.text, time);
+  return parse_fido_msg(*bytes, scan.header, current.text, time);
 }
 
 void correct_lastread() {

@@ -24,7 +24,9 @@ class FixedText {
   FixedText& operator=(const char* text) { return *this = std::string_view(text); }
 
   void assign(std::string_view text) {
+    if (text.empty()) return clear();
     size_ = text.size() < limit ? text.size() : limit;
+    if (size_ == 0) return clear();  // an empty view may point nowhere
     if (const void* nul = std::memchr(text.data(), 0, size_)) {
       size_ = static_cast<size_t>(static_cast<const char*>(nul) - text.data());
     }

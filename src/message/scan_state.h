@@ -47,7 +47,7 @@ struct FidoScan {
   size_t index = 0;      ///< next entry to read; behind a read, index - 1 is the current message
   uint32_t ts = 0;       ///< time stamp of the area at selection, 0 without time stamps
   std::string lastread;  ///< the area's LASTREAD file as it is spelled on disk; empty if there was none
-  std::string buffer;    ///< the file last read
+  std::string buffer;    ///< begins with the bytes of the file last read
 
   const char* name(size_t i) const { return names.c_str() + list[i].name_at; }
   const char* current_name() const { return name(index - 1); }

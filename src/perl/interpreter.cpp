@@ -62,10 +62,15 @@ void call_body(pTHX_ Call* call) {
   SPAGAIN;
   SP -= results;
   PUTBACK;
-  if (SvTRUE(ERRSV)) {
+  // The descriptors are about to be put back: what stands in buffers belongs to the script's own.
+  PerlIO_flush(nullptr);
+  // An object in $@ may run code; that must not find itself in there.
+  SV* error = sv_mortalcopy(ERRSV);
+  CLEAR_ERRSV();
+  if (SvTRUE(error)) {
     STRLEN size;
-    const char* text = SvPV(ERRSV, size);
-    call->error = newSVpvn_flags(text, size, SvUTF8(ERRSV) ? SVf_UTF8 : 0);
+    const char* text = SvPV(error, size);
+    call->error = newSVpvn_flags(text, size, SvUTF8(error) ? SVf_UTF8 : 0);
   }
   FREETMPS;
   LEAVE;
@@ -169,8 +174,9 @@ void make_interpreter() {
 void destroy_interpreter() {
   if (host.perl == nullptr) return;
   PerlInterpreter* my_perl = host.perl;
-  // Perl's own signal handlers must not outlive it, and its END blocks may set new ones.
-  if (host.before) host.before->restore();
+  // Perl's own signal handlers must not outlive it, and its END blocks may set new ones. The descriptors stay
+  // until its file handles are closed.
+  if (host.before) host.before->restore_signals();
   bool whole = destruct_guarded(aTHX);
   set_attention_flag(nullptr);
   if (host.before) host.before->restore();

@@ -124,6 +124,14 @@ ssize_t read_at(const Fd& fd, void* buffer, size_t size, uint64_t position) {
   return static_cast<ssize_t>(done);
 }
 
+ssize_t read_head(const Fd& fd, void* buffer, size_t size) {
+  ssize_t n = 0;
+  do {
+    n = ::pread(fd.get(), buffer, size, 0);
+  } while (n < 0 && errno == EINTR);
+  return n;
+}
+
 bool write_all(const Fd& fd, std::string_view bytes) {
   while (!bytes.empty()) {
     ssize_t n = ::write(fd.get(), bytes.data(), bytes.size());

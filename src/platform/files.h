@@ -54,6 +54,9 @@ Fd open_file(std::string_view path, Open how, mode_t mode = 0666);
 ssize_t read_some(const Fd& fd, void* buffer, size_t size);
 /// The same from a position, which doesn't move the descriptor's own.
 ssize_t read_at(const Fd& fd, void* buffer, size_t size, uint64_t position);
+/// One read from the start of the file: bytes, maybe fewer than there are; -1 on error, and for what has no
+/// start, such as a pipe.
+ssize_t read_head(const Fd& fd, void* buffer, size_t size);
 bool write_all(const Fd& fd, std::string_view bytes);
 bool write_at(const Fd& fd, std::string_view bytes, uint64_t position);
 /// The whole file; nothing if it can't be opened or read, or is larger than `limit`.

@@ -57,12 +57,16 @@ ProcessState::ProcessState() {
   ::sigprocmask(SIG_SETMASK, nullptr, &mask_);
 }
 
-void ProcessState::restore() const {
+void ProcessState::restore_signals() const {
   ::alarm(0);
   for (int number = 1; number < NSIG; number++) {
     ::sigaction(number, &actions_[static_cast<size_t>(number)], nullptr);
   }
   ::sigprocmask(SIG_SETMASK, &mask_, nullptr);
+}
+
+void ProcessState::restore() const {
+  restore_signals();
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; fd++) {
     const Fd& saved = standard_[static_cast<size_t>(fd)];
     if (saved) ::dup2(saved.get(), fd);

@@ -32,6 +32,8 @@ class ProcessState {
   ProcessState();
   /// Puts it back as it was, and takes a pending alarm away. May be called more than once.
   void restore() const;
+  /// The same of the signals alone.
+  void restore_signals() const;
 
  private:
   void restore_environment() const;

@@ -48,22 +48,23 @@ for my $case (
     $s->run(script => q{Scan('NETMAIL'); ReadMsg(); out((GetHdr())[1, 3])});
 }
 
-# Texts that have less, or have it elsewhere: text, call, text afterwards (V stands for our Via).
+# Texts that have less, or have it elsewhere: text, call, text afterwards (# stands for our Via).
 for my $case (
-    ['Hi|V', q{ChangeTo('@ADDRESS 3:5/6.7')}, '!TOPT 7|Hi|V'], ['Hi|V', q{ChangeFrom('@ADDRESS 3:5/6.7'); ChangeTo('@ADDRESS 3:5/6.8')}, '!TOPT 8|!FMPT 7|Hi|V'],
-    ['!DOMAIN x|!INTL 2:1/1 2:1/1|!PID: x|Hi|V', q{ChangeTo('@ADDRESS 3:5/6.7')}, '!DOMAIN x|!INTL 3:5/6 2:999/1|!TOPT 7|!PID: x|Hi|V'],
-    ['!FMPT 1|!TOPT 2|Hi|V', q{ChangeFrom('@ADDRESS 2:5/6'); ChangeTo('@ADDRESS 2:5/6')}, 'Hi|V'],
-    ['!TOPT 2|!FMPT 1|Hi|V', q{ChangeFrom('@ADDRESS 2:5/6'); ChangeTo('@ADDRESS 2:5/6')}, 'Hi|V'],
-    ['Hi| * Origin: none|V', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: none|V'],
-    ['Hi| * Origin: x (y)|V', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: x (y)|V'],
-    ['Hi| * Origin: )2:1/1(|V', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: )2:1/1(|V'],
-    ['Hi| * Origin: (a) (net 2:1/1.1@fido) end|V', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: (a) (net 2:5/6) end|V'],
-    ['Hi| * Origin: (2:1/1/1)|V', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: (2:1/1/1)|V'],
-    ['Hi| * Origin: ' . 'x' x 230 . ' (2:1/1)|V', q{ChangeFrom('@ADDRESS 65000:65000/65000.65000')}, undef],
+    ['Hi|#', q{ChangeTo('@ADDRESS 3:5/6.7')}, '!TOPT 7|Hi|#'], ['Hi|#', q{ChangeFrom('@ADDRESS 3:5/6.7'); ChangeTo('@ADDRESS 3:5/6.8')}, '!TOPT 8|!FMPT 7|Hi|#'],
+    ['!DOMAIN x|!INTL 2:1/1 2:1/1|!PID: x|Hi|#', q{ChangeTo('@ADDRESS 3:5/6.7')}, '!DOMAIN x|!INTL 3:5/6 2:999/1|!TOPT 7|!PID: x|Hi|#'],
+    ['!FMPT 1|!TOPT 2|Hi|#', q{ChangeFrom('@ADDRESS 2:5/6'); ChangeTo('@ADDRESS 2:5/6')}, 'Hi|#'],
+    ['!TOPT 2|!FMPT 1|Hi|#', q{ChangeFrom('@ADDRESS 2:5/6'); ChangeTo('@ADDRESS 2:5/6')}, 'Hi|#'],
+    ['Hi|!Via 2:8/8 x|#', q{ChangeTo('@ADDRESS 2:5/6')}, 'Hi|!Via 2:8/8 x|#'],
+    ['Hi| * Origin: none|#', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: none|#'],
+    ['Hi| * Origin: x (y)|#', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: x (y)|#'],
+    ['Hi| * Origin: )2:1/1(|#', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: )2:1/1(|#'],
+    ['Hi| * Origin: (a) (net 2:1/1.1@fido) end|#', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: (a) (net 2:5/6) end|#'],
+    ['Hi| * Origin: (2:1/1/1)|#', q{ChangeFrom('@ADDRESS 2:5/6')}, 'Hi| * Origin: (2:1/1/1)|#'],
+    ['Hi| * Origin: ' . 'x' x 230 . ' (2:1/1)|#', q{ChangeFrom('@ADDRESS 65000:65000/65000.65000')}, undef],
     ['!INTL 2:1/1', q{ChangeTo('@ADDRESS 2:5/6')}, undef],
 ) {
     my ($text, $call, $expected) = @$case;
-    my $bytes = sub { $_[0] =~ s/!/\x01/gr =~ s/\|/\r/gr =~ s/V/$OURS/r };
+    my $bytes = sub { $_[0] =~ s/!/\x01/gr =~ s/\|/\r/gr =~ s/#/$OURS/r };
     my $s = scenario(areas => {NETMAIL => [{text => $bytes->($text)}]}, script => "Scan('NETMAIL'); ReadMsg(); $call;");
     my $r = $s->run;
     $r->ended_well("$text: ends well");

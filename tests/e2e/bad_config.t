@@ -49,6 +49,16 @@ for my $case (
     is_deeply($r->said, [$answers], substr $config, 0, 70) or diag($r->err);
 }
 
+{    # Without QUELMO, and with one that leads nowhere, the home directory is the current one.
+    my $s = scenario(areas => {NETMAIL => [{text => "Hi\r"}]}, script => $SCRIPT);
+    for my $home (undef, '', 'nowhere/at/all') {
+        my $r = $s->run(env => {QUELMO => $home});
+        $r->ended_well('QUELMO=' . ($home // 'unset'));
+        is_deeply($r->said, [[1]], 'the script ran');
+        is($r->out =~ /incorrect path in QUELMO variable `nowhere/ ? 1 : 0, ($home // '') =~ /nowhere/ ? 1 : 0, 'a word about the wrong one');
+    }
+}
+
 {    # Paths of both kinds, drive letters, other case; and options of the command line.
     my $s = scenario(areas => {NETMAIL => [{text => "Hi\r"}], 'Sub/Dir' => []}, bare => 1);
     my $home = $s->home;

@@ -2,6 +2,7 @@
 
 use strict;
 use warnings;
+use POSIX ();
 use Quelmo::Test;
 
 my $OURS = via_line('2:999/100@testnet');
@@ -82,12 +83,14 @@ my %CASES = (
 {    # Things in the directory that are no files of ours.
     my $s = scenario(areas => {NETMAIL => {'1.msg' => {from => 'one', text => "Hi\r"}, '9.msg' => {from => 'nine', text => "Hi\r"}}});
     mkdir $s->path('NETMAIL/5.msg');
+    POSIX::mkfifo($s->path('NETMAIL/4.msg'), 0600) or die;
+    symlink '/dev/zero', $s->path('NETMAIL/8.msg');
     symlink 'nowhere-at-all', $s->path('NETMAIL/6.msg');
     symlink '1.msg', $s->path('NETMAIL/7.msg');
     my $r = $s->run(script => q{ Scan('NETMAIL'); while (ReadMsg()) { out((GetHdr())[0]); SetAttribute('@ !Changed') } });
     is($r->code == 0 || $r->err =~ /stat/, 1, 'a dangling link is an end in order') or diag(explain($r));
     unlink $s->path('NETMAIL/6.msg');
     $r = $s->run;
-    is_deeply([map { $_->[0] } @{$r->said}], ['one', 'one', 'nine'], 'a link to a message is read, a directory isn\'t');
+    is_deeply([map { $_->[0] } @{$r->said}], ['one', 'one', 'nine'], 'a link to a message is read; a directory, a pipe, a device aren\'t');
 }
 done_testing;

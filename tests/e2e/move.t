@@ -73,21 +73,23 @@ for my $case (
       . "Hi\r--- t\r * Origin: o (2:3/4.1)\rSEEN-BY: 1/2\r\x01PATH: 1/2\r\x01Recv x\r$OURS";
     my $kept = "\x01MSGID: 2:3/4.1 1\r\x01PID: p\rHi\r--- t\r * Origin: o (2:3/4.1)\rSEEN-BY: 1/2\r\x01PATH: 1/2\r";
     my $s = scenario(
-        areas => {NETMAIL => [map { {text => $text, attr => 0x181, orig => '3/4', dest => '1/2'} } 1 .. 3], ECHO => []}, echo => ['ECHO'],
+        areas => {NETMAIL => [map { {text => $_, attr => 0x181, orig => '3/4', dest => '1/2'} } ($text) x 3, "\x01FLAGS XX\rHi\r$OURS"], ECHO => []}, echo => ['ECHO'],
         script => q{
             Scan('NETMAIL');
             ReadMsg(); Move('ECHO');
             ReadMsg(); Move('ECHO', '-a @CRASH ZON', '-e my.echo');
             ReadMsg(); Move('ECHO', '-f @2:5/6 New Name');
+            ReadMsg(); Move('ECHO');
         },
     );
     $s->run->ended_well;
-    my @new = map { $s->msg('ECHO', $_) } 1 .. 3;
+    my @new = map { $s->msg('ECHO', $_) } 1 .. 4;
     is($new[0]{attr}, 0, 'attributes go');
     is($new[0]{text}, "$kept\0", 'netmail kludges and known FLAGS words go');
     is($new[1]{attr}, 2, 'attributes of -a');
     is($new[1]{text}, "AREA:MY.ECHO\r\x01FLAGS ZON\r$kept\0", 'AREA line and FLAGS of the options');
     is($new[2]{from}, 'New Name', 'new sender');
+    is($new[3]{text}, "Hi\r\0", 'FLAGS with unknown words only goes too');
     like($new[2]{text}, qr/\A\x01MSGID: 2:5\/6 [0-9a-f]{8}\r\x01PID: p\rHi\r--- t\r \* Origin: o \(2:5\/6\)\rSEEN-BY: 1\/2\r\x01PATH: 1\/2\r\0\z/,
         'a new sender: MSGID and Origin follow');
 }

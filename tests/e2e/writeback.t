@@ -113,6 +113,22 @@ my %DATES = (
     $r->log_like(qr/^update_msg: error writing tmp file `.*2\.#'/);
 }
 
+{    # A disk that is full in the middle of a file (here: a limit on the size of files).
+    my $big = 'x' x 99_999 . "\r$OURS";
+    my $s = scenario(areas => {NETMAIL => [map { {from => "m$_", text => $_ == 2 ? $big : "Hi\r$OURS"} } 1 .. 4], OUT => []});
+    my $before = $s->slurp('NETMAIL/2.msg');
+    my @full = ('bash', '-c', 'trap "" XFSZ; ulimit -f 60; exec "$@"', 'bash');
+    my $r = $s->run(wrap => \@full, script => $CHANGE_ALL);
+    $r->ended_well('a full disk stops nothing');
+    is($s->slurp('NETMAIL/2.msg'), $before, 'the message that didn\'t fit stands as it was');
+    $r->log_like(qr/^update_msg: error writing tmp file/);
+    is_deeply([$s->files('NETMAIL')], [map { "$_.msg" } 1 .. 4], 'no temporary file stays');
+    $r = $s->run(wrap => \@full, script => q{ Scan('NETMAIL'); while (ReadMsg()) { (GetHdr())[0] eq 'm3' ? CopyArea('OUT') : Move('OUT') } });
+    is($s->slurp('NETMAIL/2.msg'), $before, 'a message whose copy failed stays');
+    is_deeply([map { $s->msg('OUT', $_)->{from} } $s->files('OUT')], [qw(m1 m3 m4)], 'nothing half stands in the destination');
+    is_deeply([$s->files('NETMAIL')], ['2.msg', '3.msg'], 'the others are moved');
+}
+
 {    # The file went away, or became a directory, behind our back.
     my $s = scenario(areas => {NETMAIL => [map { {from => "m$_", text => "Hi\r"} } 1 .. 3]});
     my $r = $s->run(script => $CHANGE_ALL =~ s/SetA/unlink 'NETMAIL\/2.msg' if (GetHdr())[0] eq 'm2'; SetA/r);

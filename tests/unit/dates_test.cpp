@@ -55,7 +55,8 @@ TEST_F(Dates, BothTextFormsParse) {
   EXPECT_EQ(seadog_to_unix("26 Mar 99  12:05:00"), 0);
 }
 
-// Every hour of two years, clock changes and all: what is remembered of a day must not differ from the library.
+// Every hour of two years, clock changes and all: what is remembered of a day must not differ from the
+// library.
 TEST_F(Dates, RememberedDaysAgreeWithTheLibrary) {
   for (int pass = 0; pass < 2; pass++) {
     for (std::time_t t = reference(2023, 1, 1, 0, 30, 15); t < reference(2025, 1, 1, 0, 0, 0); t += 3600) {

@@ -54,10 +54,12 @@ std::string field(std::string text, size_t width) {
 
 // The worked example of docs/formats/msg.md.
 std::string worked_example() {
-  return field("Ann Other", 36) + field("Bob Sample", 36) + field("Hello", 72) + field("01 Jan 99  12:00:00", 20) +
-         std::string("\x00\x00\x64\x00\x0a\x00\x00\x00\xe7\x03\xe7\x03"
-                     "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x01\x01\x00\x00",
-                     26) +
+  return field("Ann Other", 36) + field("Bob Sample", 36) + field("Hello", 72) +
+         field("01 Jan 99  12:00:00", 20) +
+         std::string(
+             "\x00\x00\x64\x00\x0a\x00\x00\x00\xe7\x03\xe7\x03"
+             "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x01\x01\x00\x00",
+             26) +
          std::string("\x01MSGID: 2:999/10 12345678\rHi Bob\r\0", 34);
 }
 
@@ -107,8 +109,10 @@ TEST_F(Fido, FieldsWithoutNulAreCut) {
 }
 
 TEST_F(Fido, NamesOfMessages) {
-  for (const char* good : {"1.msg", "12.MSG", ".msg", "0.Msg", "007.msg"}) EXPECT_TRUE(is_msg_name(good)) << good;
-  for (const char* bad : {"a12.msg", "12.msg.bak", "12.ms", "12", "1 .msg", ""}) EXPECT_FALSE(is_msg_name(bad)) << bad;
+  for (const char* good : {"1.msg", "12.MSG", ".msg", "0.Msg", "007.msg"})
+    EXPECT_TRUE(is_msg_name(good)) << good;
+  for (const char* bad : {"a12.msg", "12.msg.bak", "12.ms", "12", "1 .msg", ""})
+    EXPECT_FALSE(is_msg_name(bad)) << bad;
 }
 
 TEST_F(Fido, NumbersGrowAboveWhatStands) {
@@ -149,10 +153,12 @@ TEST_F(Fido, LastreadFollowsTheKilledMessage) {
     std::string before;
     std::string after;
   } cases[] = {
-      {Lastread::fido, std::string("\x0c\x00\x0d\x00\x0c\x00\x0c", 7), std::string("\x0a\x00\x0d\x00\x0a\x00\x0c", 7)},
+      {Lastread::fido, std::string("\x0c\x00\x0d\x00\x0c\x00\x0c", 7),
+       std::string("\x0a\x00\x0d\x00\x0a\x00\x0c", 7)},
       {Lastread::squish, std::string("\x0c\x00\x00\x00\x0c\x00\x01\x00", 8),
        std::string("\x0a\x00\x00\x00\x0c\x00\x01\x00", 8)},
-      {Lastread::jam, std::string("\x0c\0\0\0\x0c\0\0\0\x0c\0\0\0\x0d\0\0\0\x0c\0\0\0\x0c\0\0\0\x0b\0\0\0\x0c\0\0\0", 32),
+      {Lastread::jam,
+       std::string("\x0c\0\0\0\x0c\0\0\0\x0c\0\0\0\x0d\0\0\0\x0c\0\0\0\x0c\0\0\0\x0b\0\0\0\x0c\0\0\0", 32),
        std::string("\x0c\0\0\0\x0c\0\0\0\x0a\0\0\0\x0d\0\0\0\x0c\0\0\0\x0c\0\0\0\x0b\0\0\0\x0a\0\0\0", 32)},
   };
   for (const auto& c : cases) {

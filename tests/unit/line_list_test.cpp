@@ -22,7 +22,9 @@ LineList list_of(const std::vector<std::string>& lines) {
   return list;
 }
 
-std::string xs(size_t count) { return std::string(count, 'x'); }
+std::string xs(size_t count) {
+  return std::string(count, 'x');
+}
 
 TEST(LineList, SplitsAtLineEndsAndWidth) {
   struct {
@@ -65,8 +67,9 @@ TEST(LineList, EditsKeepTheOtherElements) {
 }
 
 TEST(TextEdit, AddTextFindsItsPlace) {
-  const std::vector<std::string> message = {"AREA:X\r", "\x01MSGID: 1\r", "b1\r",       xs(255), "b2\r", "\r",
-                                            "--- t\r",  " * Origin: o\r", "SEEN-BY: 1\r", "\x01Via x\r"};
+  const std::vector<std::string> message = {
+      "AREA:X\r", "\x01MSGID: 1\r", "b1\r",           xs(255),        "b2\r",
+      "\r",       "--- t\r",        " * Origin: o\r", "SEEN-BY: 1\r", "\x01Via x\r"};
   struct {
     int pos;
     Count count;
@@ -105,15 +108,52 @@ TEST(TextEdit, FlagsKludgeHasItsPlace) {
     const char* words;
     std::vector<std::string> after;
   } cases[] = {
-      {{"\x01INTL a b\r", "\x01" "FMPT 1\r", "\x01MSGID: x\r", "body\r"},
+      {{"\x01INTL a b\r",
+        "\x01"
+        "FMPT 1\r",
+        "\x01MSGID: x\r", "body\r"},
        "DIR",
-       {"\x01INTL a b\r", "\x01" "FMPT 1\r", "\x01" "FLAGS DIR\r", "\x01MSGID: x\r", "body\r"}},
-      {{"\x01MSGID: x\r", "\x01" "flags IMM\r", "body\r"}, "DIR", {"\x01MSGID: x\r", "\x01" "FLAGS DIR\r", "body\r"}},
-      {{"\x01MSGID: x\r", "\x01" "FLAGS IMM\r", "body\r"}, "", {"\x01MSGID: x\r", "body\r"}},
-      {{"AREA:X\r", "body\r"}, "DIR", {"AREA:X\r", "\x01" "FLAGS DIR\r", "body\r"}},
-      {{"body\r", "\x01" "FLAGS IMM\r"}, "DIR", {"\x01" "FLAGS DIR\r", "body\r", "\x01" "FLAGS IMM\r"}},
+       {"\x01INTL a b\r",
+        "\x01"
+        "FMPT 1\r",
+        "\x01"
+        "FLAGS DIR\r",
+        "\x01MSGID: x\r", "body\r"}},
+      {{"\x01MSGID: x\r",
+        "\x01"
+        "flags IMM\r",
+        "body\r"},
+       "DIR",
+       {"\x01MSGID: x\r",
+        "\x01"
+        "FLAGS DIR\r",
+        "body\r"}},
+      {{"\x01MSGID: x\r",
+        "\x01"
+        "FLAGS IMM\r",
+        "body\r"},
+       "",
+       {"\x01MSGID: x\r", "body\r"}},
+      {{"AREA:X\r", "body\r"},
+       "DIR",
+       {"AREA:X\r",
+        "\x01"
+        "FLAGS DIR\r",
+        "body\r"}},
+      {{"body\r",
+        "\x01"
+        "FLAGS IMM\r"},
+       "DIR",
+       {"\x01"
+        "FLAGS DIR\r",
+        "body\r",
+        "\x01"
+        "FLAGS IMM\r"}},
       {{"body\r"}, "", {"body\r"}},
-      {{}, "DIR", {"\x01" "FLAGS DIR\r"}},
+      {{},
+       "DIR",
+       {"\x01"
+        "FLAGS DIR\r"}},
   };
   for (const auto& c : cases) {
     LineList list = list_of(c.before);
@@ -131,18 +171,20 @@ TEST(TextEdit, LinesOfATextEndInCr) {
 }
 
 TEST(TextEdit, InvalidatedLinesAreNoKludgesAnyMore) {
-  const std::vector<std::string> message = {"\x01INTL a b\r", "\x01MSGID: 1\r", "\x01PID: p\r", "---\r", "--- t\r",
-                                            "---x\r", " * Origin: o\r", "SEEN-BY: 1\r", "\x01via x\r"};
+  const std::vector<std::string> message = {"\x01INTL a b\r", "\x01MSGID: 1\r", "\x01PID: p\r",
+                                            "---\r",          "--- t\r",        "---x\r",
+                                            " * Origin: o\r", "SEEN-BY: 1\r",   "\x01via x\r"};
   LineList some = list_of(message);
   invalidate_kludges(some, false);
-  EXPECT_EQ(elements(some), (std::vector<std::string>{"\x01INTL a b\r", "\x01MSGID: 1\r", "@PID: p\r", "---\r",
-                                                      "--- t\r", "---x\r", " * Origin: o\r", "@EEN-BY: 1\r",
-                                                      "\x01via x\r"}));
+  EXPECT_EQ(elements(some),
+            (std::vector<std::string>{"\x01INTL a b\r", "\x01MSGID: 1\r", "@PID: p\r", "---\r", "--- t\r",
+                                      "---x\r", " * Origin: o\r", "@EEN-BY: 1\r", "\x01via x\r"}));
   LineList all = list_of(message);
   invalidate_kludges(all, true);
   invalidate_tear_origin(all);
-  EXPECT_EQ(elements(all), (std::vector<std::string>{"@INTL a b\r", "@MSGID: 1\r", "@PID: p\r", "-+-\r", "-+- t\r",
-                                                     "---x\r", " + Origin: o\r", "@EEN-BY: 1\r", "@via x\r"}));
+  EXPECT_EQ(elements(all),
+            (std::vector<std::string>{"@INTL a b\r", "@MSGID: 1\r", "@PID: p\r", "-+-\r", "-+- t\r", "---x\r",
+                                      " + Origin: o\r", "@EEN-BY: 1\r", "@via x\r"}));
 }
 
 }  // namespace

@@ -23,7 +23,8 @@ package Quelmo::Test;
 #
 # run() takes: script (a body as above), argv (whole command line instead), args (of the first script),
 # stdin (bytes), env (name => value, undef removes), timeout (seconds, 60), during (sub called with the process id
-# while the program runs; $s->wait_for('file') helps it to find the moment), killed (a signal's death is expected).
+# while the program runs; $s->wait_for('file') helps it to find the moment), killed (a signal's death is expected),
+# wrap (a command that runs the program, as a list of words).
 # via_line('2:1/2') is a Via line of the program's own, as an earlier run left it, via_like a pattern for a new one.
 # A crash, a sanitizer's report and a run that had to be killed fail the test by themselves.
 
@@ -161,7 +162,7 @@ sub run {
     $self->spew("$top/stdin", $o{stdin} // '');
     my $start = time;
     my $pid = fork // die "fork: $!\n";
-    if (!$pid) { $self->_exec(\@argv, $o{env} // {}) }
+    if (!$pid) { $self->_exec([@{$o{wrap} // []}, $Quelmo::Test::PROGRAM, @argv], $o{env} // {}) }
     $o{during}->($pid) if $o{during};
     my ($status, $timed_out) = _wait($pid, $start + ($o{timeout} // 60));
     my $r = bless {
@@ -170,6 +171,7 @@ sub run {
         log => $self->_log, said => $self->_said,
     }, 'Quelmo::Test::Result';
     my $reports = join '', map { $self->slurp($_) } glob("$top/sanitizer*");
+    $reports .= $r->{err} if $r->{err} =~ /runtime error: /;    # this sanitizer knows no file for its reports
     my $fault = $timed_out ? 'the run did not end' : $reports ? "sanitizer: $reports"
       : $r->{signal} && !$o{killed} ? "died of signal $r->{signal}" : '';
     if ($fault) { fail("run of @argv"); diag($fault); diag($r->{err}) if length $r->{err}; }
@@ -184,8 +186,7 @@ sub _exec {
     %ENV = (
         %keep, PATH => '/usr/local/bin:/usr/bin:/bin', HOME => $self->home, TZ => 'UTC', LC_ALL => 'C',
         QUELMO => $self->home, QUELMO_STDERR => '-', QUELMO_SAID => "$top/said",
-        ASAN_OPTIONS => "log_path=$top/sanitizer:exitcode=99:detect_stack_use_after_return=0",
-        UBSAN_OPTIONS => "log_path=$top/sanitizer:print_stacktrace=1",
+        ASAN_OPTIONS => "log_path=$top/sanitizer:exitcode=99", UBSAN_OPTIONS => 'print_stacktrace=1',
         %$env
     );
     delete $ENV{$_} for grep { !defined $env->{$_} } keys %$env;
@@ -193,8 +194,8 @@ sub _exec {
     open STDIN, '<', "$top/stdin" or POSIX::_exit(126);
     open STDOUT, '>', "$top/stdout" or POSIX::_exit(126);
     open STDERR, '>', "$top/stderr" or POSIX::_exit(126);
-    { no warnings 'exec'; exec { $Quelmo::Test::PROGRAM } $Quelmo::Test::PROGRAM, @$argv }
-    print STDERR "cannot run $Quelmo::Test::PROGRAM: $!\n";
+    { no warnings 'exec'; exec { $argv->[0] } @$argv }
+    print STDERR "cannot run $argv->[0]: $!\n";
     POSIX::_exit(127);
 }
 
