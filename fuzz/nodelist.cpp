@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const V9Index index = v9_decode(text);
   for (const V9Net& net : index.nets) {
     if (!index.valid) break;
-    for (uint16_t node : {uint16_t{0}, uint16_t{1}, uint16_t{100}, UINT16_MAX}) {
+    for (uint16_t node : std::initializer_list<uint16_t>{0, 1, 100, 0xFFFF}) {
       uint16_t zone = 0;
       uint16_t region = 0;
       uint16_t uplink = 0;
