@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 
+#include "bases/dates.h"
 #include "config/areas.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
@@ -34,7 +35,7 @@ namespace {
 /// to be kept.
 std::string_view program_directory(std::string_view program) {
   size_t at = program.rfind('\\');
-  if (at == std::string_view::npos || at >= path_limit) return {};
+  if (at >= path_limit) return {};  // too far behind, or nowhere
   return program.substr(0, at + 1);
 }
 
@@ -111,7 +112,7 @@ void check_lock() {
 
 void init(std::string_view config_name, std::string_view program) {
   find_home(program);
-  ::tzset();
+  set_time_zone();
   run.start_time = std::time(nullptr);
   install_signal_handlers(orderly_stop);
   reset_globals();

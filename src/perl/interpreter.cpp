@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "bases/dates.h"
 #include "config/lifecycle.h"
 #include "core/log.h"
 #include "core/run_state.h"
@@ -183,6 +184,7 @@ void destroy_interpreter() {
   host.before.reset();
   if (whole) perl_free(my_perl);
   host.perl = nullptr;
+  set_time_zone();
   std::setlocale(LC_ALL, "C");
 }
 

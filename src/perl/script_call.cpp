@@ -70,8 +70,7 @@ std::string to_bytes(pTHX_ const Argument& text, bool& wide) {
   if (text.utf8) {
     append_utf8(aTHX_ text.bytes, text.size, out, wide);
   } else if (text.size != 0) {
-    const void* nul = std::memchr(text.bytes, 0, text.size);
-    out.assign(text.bytes, nul == nullptr ? text.size : static_cast<const char*>(nul) - text.bytes);
+    out.assign(text.bytes, ::strnlen(text.bytes, text.size));
   }
   return out;
 }
@@ -82,8 +81,7 @@ void take_plain(pTHX_ SV* scalar, Argument* out) {
   out->size = 0;
   out->utf8 = false;
   if (!SvOK(scalar)) return;
-  out->bytes =
-      SvPOK(scalar) ? (out->size = SvCUR(scalar), SvPVX_const(scalar)) : SvPV_nomg_const(scalar, out->size);
+  out->bytes = SvPV_nomg_const(scalar, out->size);
   out->utf8 = SvUTF8(scalar) != 0;
 }
 
@@ -245,6 +243,31 @@ SV* list_element(AV* list, SSize_t i) {
   return SvREFCNT_inc_simple_NN(AvARRAY(list)[i]);
 }
 
+// Puts the result in the place of the arguments.
+void push_result(pTHX_ const Frame* frame, I32 ax) {
+  SV** sp = PL_stack_base + ax - 1;
+  switch (frame->result) {
+    case Result::undef:
+      PUSHs(&PL_sv_undef);
+      break;
+    case Result::bytes:
+      PUSHs(frame->bytes);
+      break;
+    case Result::number: {
+      dXSTARG;
+      PUSHi(frame->number);
+      break;
+    }
+    case Result::list:
+      EXTEND(SP, AvFILLp(frame->list) + 1);
+      for (SSize_t i = 0; i <= AvFILLp(frame->list); i++) PUSHs(sv_2mortal(list_element(frame->list, i)));
+      break;
+    case Result::nothing:
+      break;
+  }
+  PUTBACK;
+}
+
 // All script functions come in here.
 void door(pTHX_ CV* cv) {
   constexpr int few = 8;
@@ -279,27 +302,7 @@ void door(pTHX_ CV* cv) {
     case Outcome::died:
       croak(nullptr);
   }
-  SP = PL_stack_base + ax - 1;  // the stack may have moved
-  switch (frame.result) {
-    case Result::undef:
-      PUSHs(&PL_sv_undef);
-      break;
-    case Result::bytes:
-      PUSHs(frame.bytes);
-      break;
-    case Result::number: {
-      dXSTARG;
-      PUSHi(frame.number);
-      break;
-    }
-    case Result::list:
-      EXTEND(SP, AvFILLp(frame.list) + 1);
-      for (SSize_t i = 0; i <= AvFILLp(frame.list); i++) PUSHs(sv_2mortal(list_element(frame.list, i)));
-      break;
-    case Result::nothing:
-      break;
-  }
-  PUTBACK;
+  push_result(aTHX_ & frame, ax);
 }
 
 // A program in our place would leave the lock behind: only a forked child may become one.
