@@ -23,6 +23,8 @@ bool is_number(std::string_view text);
 /// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is
 /// too large for its type counts as the largest.
 long to_number(std::string_view text);
+/// The same for the width of an int.
+int to_int(std::string_view text);
 
 /// The text without blanks at both ends.
 std::string_view trim_spaces(std::string_view text);
@@ -45,10 +47,6 @@ std::vector<std::string_view> split_at(std::string_view text,
 
 /// The text without one pair of enclosing double quotes, or else one pair of enclosing single quotes.
 std::string_view unquote(std::string_view text);
-
-/// Appends as much of `src` as leaves `dest` at most `size` bytes long; true if `src` fitted with room to
-/// spare.
-bool cat_limited(std::string& dest, std::string_view src, size_t size);
 
 /// printf into a string.
 [[gnu::format(printf, 1, 2)]] std::string format_text(const char* format, ...);
