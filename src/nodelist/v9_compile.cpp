@@ -86,8 +86,8 @@ void close_net(Compile& compile) {
 
 void add_node(Compile& compile, uint16_t number) {
   V9Index& index = compile.index;
-  // A node ahead of any net belongs nowhere; a net that is full to the width of its counter takes no more.
-  if (index.nets.empty() || index.nodes.size() - index.nets.back().first >= UINT16_MAX) return;
+  // A net that is full to the width of its counter takes no more.
+  if (index.nodes.size() - index.nets.back().first >= UINT16_MAX) return;
   index.nodes.push_back({.node = number, .hub = compile.current_hub});
 }
 
@@ -128,9 +128,16 @@ void open_zone(Compile& compile, uint16_t number) {
 constexpr struct {
   std::string_view keyword;
   void (*take)(Compile& compile, uint16_t number);
+  bool opens_net = false;
 } actions[] = {
-    {",", add_node},    {"Hub,", add_hub},   {"Hold,", add_node},      {"Down,", add_node},
-    {"Pvt,", add_node}, {"Host,", open_net}, {"Region,", open_region}, {"Zone,", open_zone},
+    {",", add_node},
+    {"Hub,", add_hub},
+    {"Hold,", add_node},
+    {"Down,", add_node},
+    {"Pvt,", add_node},
+    {"Host,", open_net, true},
+    {"Region,", open_region, true},
+    {"Zone,", open_zone, true},
 };
 
 void take_line(Compile& compile, std::string_view line) {
@@ -138,6 +145,8 @@ void take_line(Compile& compile, std::string_view line) {
     if (!line.starts_with(action.keyword)) continue;
     line.remove_prefix(action.keyword.size());
     if (line.empty() || line[0] < '0' || line[0] > '9') return;
+    // A node ahead of any net belongs nowhere.
+    if (!action.opens_net && compile.index.nets.empty()) return;
     long number = to_number(line);
     if (number <= UINT16_MAX) action.take(compile, static_cast<uint16_t>(number));
     return;

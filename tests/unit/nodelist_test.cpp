@@ -240,6 +240,10 @@ TEST_F(Nodelists, OddLines) {
   EXPECT_EQ(ndl("2:999/34463") + v9("2:999/34463"), "--");  // 99999 in 16 bits
   EXPECT_EQ(ndl("2:999/3"), "0 in 0");
   EXPECT_EQ(last_node_line(), ",3,Three,C,S,1,300");
+  put("L.001", "Zone,x,Z,C,S\nHub,5,Stray,C,S\n,6,Stray,C,S\nZone,2,Z,C,S\n,1,Above,C,S\nHub,7,H,C,S\n");
+  define_both("L");
+  EXPECT_EQ(v9("2:2/0") + v9("2:2/1"), "0 in 2 of 20 in 2 of 2") << "a hub ahead of all nets is nobody's";
+  EXPECT_EQ(v9("2:2/7"), "7 in 2 of 2");
   put("L.001", "");
   define_both("L", "", "2 2");
   EXPECT_EQ(ndl("2:999/1") + v9("2:999/1"), "--");
