@@ -69,7 +69,7 @@ const std::string* list_content(const std::string& path) {
   return ndl.lists.get(path, [](std::string bytes) { return bytes; });
 }
 
-// --- building ---
+// --- lines and their records ---
 
 std::optional<NdlType> indexed_type(ListKeyword keyword) {
   switch (keyword) {
@@ -83,6 +83,19 @@ std::optional<NdlType> indexed_type(ListKeyword keyword) {
       return std::nullopt;
   }
 }
+
+// True if the record points to the line that it was made of. A list that has been replaced behind its index
+// has other lines there.
+bool points_to_its_line(std::string_view list, const NdlRecord& record) {
+  ListLines lines(list, record.offset, line_limit);
+  std::string_view line;
+  ListLine parsed;
+  if (!lines.next(line) || parse_list_line(line, parsed) != ListFault::none) return false;
+  std::optional<NdlType> type = indexed_type(parsed.keyword);
+  return type && static_cast<uint8_t>(*type) == record.type && parsed.number == record.number;
+}
+
+// --- building ---
 
 // Numbers of lines by keyword.
 struct Census {
@@ -172,16 +185,8 @@ bool index_is_sound(const NodelistEntry& entry) {
     if (list == nullptr) return false;
     size_t last = std::string_view::npos;
     for (; next < index->records.size() && index->records[next].file == file + 1; next++) {
-      const NdlRecord& record = index->records[next];
-      ListLines lines(*list, record.offset, line_limit);
-      std::string_view line;
-      ListLine parsed;
-      if (!lines.next(line) || parse_list_line(line, parsed) != ListFault::none ||
-          parsed.number != record.number || !indexed_type(parsed.keyword) ||
-          static_cast<uint8_t>(*indexed_type(parsed.keyword)) != record.type) {
-        return false;
-      }
-      last = record.offset;
+      if (!points_to_its_line(*list, index->records[next])) return false;
+      last = index->records[next].offset;
     }
     if (last != last_indexed(*list)) return false;
   }
@@ -219,7 +224,7 @@ Step look_into_list(Search& search, const NdlRecord& record) {
   std::string path = list_file(search.entry, search.names, record.file - 1U);
   const std::string* list = list_content(path);
   if (list == nullptr) stop_run("is_listed: error opening nodelist file `%s'\n", path.c_str());
-  if (record.offset >= list->size()) {
+  if (!points_to_its_line(*list, record)) {
     log_line(4, "is_listed: seek error in nodelist file\n");
     return Step::not_listed;
   }

@@ -225,6 +225,11 @@ TEST_F(Nodelists, FilesAreTheTruthDuringARun) {
   put("nodeidx.ndx", offset);
   EXPECT_EQ(ndl("2:50/4") + ndl("2:999/201"), "0 in 50-");
   put("nodeidx.ndx", idx);
+  std::string moved = world;
+  moved.replace(moved.find("Host,999"), 8, "Pvt,9999");
+  put("NODELIST.001", moved);
+  EXPECT_EQ(ndl("2:999/201"), "-")
+      << "the line of the net is another one now: its nodes may be another net's";
   std::filesystem::remove(dir + "NODELIST.001");
   EXPECT_NE(stop_message([&] { ndl("2:999/201"); }).find("error opening nodelist file"), std::string::npos);
 }
