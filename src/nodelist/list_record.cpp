@@ -123,14 +123,4 @@ std::string list_file(const NodelistEntry& entry, const std::vector<ListRecord>&
   return entry.path.str() + record.name;
 }
 
-bool write_index_file(const std::string& path, std::string_view bytes) {
-  std::string fresh = path + ".#";
-  Fd file = open_file(fresh, Open::overwrite, 0600);
-  bool written = file && write_all(file, bytes);
-  file.reset();
-  if (written && replace_file(fresh, path, true)) return true;
-  remove_file(fresh);
-  return false;
-}
-
 }  // namespace quelmo

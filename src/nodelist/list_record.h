@@ -53,7 +53,6 @@ void check_index(const IndexKind& kind, const NodelistEntry& entry);
 /// name of the entry's that begins so.
 std::string list_file(const NodelistEntry& entry, const std::vector<ListRecord>& records, size_t i);
 
-/// Writes an index file whole or not at all, mode 0600, and brings it to the disk before it takes its place.
-bool write_index_file(const std::string& path, std::string_view bytes);
+constexpr unsigned index_file_mode = 0600;
 
 }  // namespace quelmo

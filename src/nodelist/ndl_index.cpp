@@ -322,11 +322,11 @@ int ndl_build(const std::vector<std::string>& names, const std::string& path, co
   }
   std::string index_file = path + ndl_kind.index + ext;
   std::string lists_file = path + ndl_kind.lists + ext;
-  if (!write_index_file(index_file, index.bytes())) {
+  if (!rewrite_file(index_file, index.bytes(), index_file_mode)) {
     log_line(0, "ndl_build: error creating index file `%s'\n", index_file.c_str());
     return 0;
   }
-  if (!write_index_file(lists_file, list_records(names, crcs))) {
+  if (!rewrite_file(lists_file, list_records(names, crcs), index_file_mode)) {
     log_line(0, "ndl_build: error creating index file `%s'\n", lists_file.c_str());
     return 0;
   }

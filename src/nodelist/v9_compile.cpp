@@ -206,7 +206,7 @@ bool build_entry(const NodelistEntry& entry) {
 
 void write_index(const V9Index& index, const std::string& file) {
   print_progress("writing %s\n", file.c_str());
-  if (!write_index_file(file, encode(index))) {
+  if (!rewrite_file(file, encode(index), index_file_mode)) {
     stop_run_logged("v9_build: error writing version 9 index file `%s'\n", file.c_str());
   }
   print_progress("size: header %d nets %ld nodes %ld\n", static_cast<int>(header_size),
@@ -218,7 +218,7 @@ void write_index(const V9Index& index, const std::string& file) {
 void write_lists(const std::vector<std::string>& names, const std::vector<uint32_t>& crcs,
                  const std::string& file) {
   print_progress("building v9 index `%s'...", file.c_str());
-  if (!write_index_file(file, list_records(names, crcs))) {
+  if (!rewrite_file(file, list_records(names, crcs), index_file_mode)) {
     stop_run_logged("v9 error: can`t create v9 index file `%s'\n", file.c_str());
   }
   print_progress("  done\n");
