@@ -15,6 +15,16 @@ namespace {
   stop_run_logged("%s no filename defined", prefix.c_str());
 }
 
+// Takes a word `#dir` off the line; false if it doesn't begin with one. `format` takes prefix and directory.
+bool take_dir_word(std::string_view& line, std::string& dir, const char* format, const std::string& prefix) {
+  if (!line.starts_with('#')) return false;
+  std::string_view word = take_word(line);
+  if (!dir_of_word(word, dir)) {
+    stop_run_logged(format, prefix.c_str(), std::string(word.substr(1)).c_str());
+  }
+  return true;
+}
+
 // A name under a directory. One that doesn't fit its field would be another file's name.
 FixedText<256> joined_name(const std::string& dir, std::string_view name, const std::string& prefix) {
   std::string whole = dir + std::string(name);
@@ -70,12 +80,7 @@ void handle_fileage(std::string_view tag, std::string_view line, const std::stri
   entry.age = block_age(take_word(line), prefix);
   FixedText<20> stored = open_block(type_fileage, tag, prefix);
   std::string dir;
-  if (line.starts_with('#')) {
-    std::string_view word = take_word(line);
-    if (!dir_of_word(word, dir)) {
-      stop_run_logged("%s path doesn't exist : `%s'", prefix.c_str(), std::string(word.substr(1)).c_str());
-    }
-  }
+  take_dir_word(line, dir, "%s path doesn't exist : `%s'", prefix);
   std::string_view word;
   while (next_word(line, word)) entry.names.push_back(joined_name(dir, word, prefix));
   if (entry.names.empty()) stop_no_filename(prefix);
@@ -86,13 +91,7 @@ void handle_files(std::string_view tag, std::string_view line, const std::string
   FixedText<20> stored = open_block(type_files, tag, prefix);
   FilesEntry entry;
   std::string dir;
-  bool under_dir = line.starts_with('#');
-  if (under_dir) {
-    std::string_view word = take_word(line);
-    if (!dir_of_word(word, dir)) {
-      stop_run_logged("%s path doesn't exist : `%s'\n", prefix.c_str(), std::string(word.substr(1)).c_str());
-    }
-  }
+  bool under_dir = take_dir_word(line, dir, "%s path doesn't exist : `%s'\n", prefix);
   std::string_view word;
   while (next_word(line, word)) entry.names.push_back(file_name(word, under_dir, dir, prefix));
   if (entry.names.empty()) stop_no_filename(prefix);
