@@ -33,7 +33,7 @@ say "Before: the netmail area as a tosser left it"
 list
 
 say "The robot: quelmo -1 NETMAIL route"
-QUELMO="$PWD/$home" QUELMO_STDERR=- build/quelmo -1 NETMAIL route
+(cd "$home" && QUELMO_STDERR=- ../build/quelmo -1 NETMAIL route)
 
 say "The log ($home/quelmo.log)"
 cat "$home/quelmo.log"

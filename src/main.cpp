@@ -83,7 +83,7 @@ bool take_option(Options& options, int letter, const char* value) {
       options.config_name = value;
       return false;
     case 'd':
-      options.debug_level = static_cast<int>(to_number(value));
+      options.debug_level = to_int(value);
       return false;
     case 'e':
       options.touch_echomail = true;

@@ -1,8 +1,5 @@
 #include "actions/services.h"
 
-#include <algorithm>
-#include <climits>
-
 #include "config/global_vars.h"
 #include "core/log.h"
 #include "core/text.h"
@@ -10,8 +7,7 @@
 namespace quelmo {
 
 void perl_Log(ScriptCall& call) {
-  long level = to_number(call.text(0));
-  log_text(static_cast<int>(std::clamp<long>(level, INT_MIN, INT_MAX)), call.text(1));
+  log_text(to_int(call.text(0)), call.text(1));
   call.give_nothing();
 }
 

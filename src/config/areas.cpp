@@ -1,7 +1,6 @@
 #include "config/areas.h"
 
 #include "config/time_stamps.h"
-#include "platform/bytes_case.h"
 
 namespace quelmo {
 
@@ -10,10 +9,8 @@ AreaLists areas;
 namespace {
 
 Area* find_in(AreaType type, std::string_view tag) {
-  for (Area& area : areas.of_type[type]) {
-    if (equal_nocase(area.tag, tag)) return &area;
-  }
-  return nullptr;
+  auto place = areas.places[type].find(tag);
+  return place != areas.places[type].end() ? &areas.of_type[type][place->second] : nullptr;
 }
 
 }  // namespace
@@ -48,6 +45,7 @@ void store_area(const Area& area) {
   if (Area* known = find_in(area.type, area.tag)) {
     *known = area;
   } else {
+    areas.places[area.type].emplace(area.tag.view(), areas.of_type[area.type].size());
     areas.of_type[area.type].push_back(area);
   }
   if (area.type == area_fido || area.type == area_squish || area.type == area_jam) add_ts_entry(area.tag);

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "core/address.h"
 #include "core/fixed_text.h"
+#include "platform/bytes_case.h"
 
 namespace quelmo {
 
@@ -50,6 +53,8 @@ struct EchoRecord {
 
 struct AreaLists {
   std::vector<Area> of_type[area_type_count];  ///< in the order of their definition
+  /// Where each tag stands in its list: areas are looked up for each message, and a hub has thousands.
+  std::unordered_map<std::string, size_t, NoCaseHash, NoCaseEqual> places[area_type_count];
   std::vector<EchoRecord> echoes;
 };
 extern AreaLists areas;

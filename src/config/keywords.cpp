@@ -2,8 +2,6 @@
 
 #include <regex.h>
 
-#include <algorithm>
-#include <climits>
 #include <iterator>
 #include <optional>
 
@@ -37,10 +35,6 @@ bool switch_value(const Switch& words, std::string_view value, const std::string
   if (equal_nocase(value, words.on)) return true;
   if (equal_nocase(value, words.off)) return false;
   stop_run("\a%s syntax: `%s'%s\n", prefix.c_str(), std::string(value).c_str(), words.hint);
-}
-
-int int_value(std::string_view value) {
-  return static_cast<int>(std::clamp<long>(to_number(value), INT_MIN, INT_MAX));
 }
 
 /// `format` takes prefix and value.
@@ -86,7 +80,7 @@ void set_sharing(std::string_view value, const std::string& prefix) {
 }
 
 void set_debug(std::string_view value, const std::string&) {
-  config.debug_level = int_value(value);
+  config.debug_level = to_int(value);
 }
 
 void set_chat(std::string_view value, const std::string& prefix) {
@@ -146,11 +140,11 @@ void set_dupebasepath(std::string_view value, const std::string& prefix) {
 }
 
 void set_dupesmaxopen(std::string_view value, const std::string&) {
-  if (int number = int_value(value)) config.dupes_max_open = number;
+  if (int number = to_int(value)) config.dupes_max_open = number;
 }
 
 void set_dupesmaxmsg(std::string_view value, const std::string&) {
-  if (int number = int_value(value)) config.dupes_max_msg = number;
+  if (int number = to_int(value)) config.dupes_max_msg = number;
 }
 
 void set_echoarea(std::string_view value, const std::string& prefix) {

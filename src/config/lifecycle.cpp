@@ -22,6 +22,7 @@
 #include "core/text.h"
 #include "message/scan.h"
 #include "message/write.h"
+#include "nodelist/lookup.h"
 #include "platform/files.h"
 #include "platform/path.h"
 #include "platform/process.h"
@@ -80,6 +81,7 @@ void free_lists() {
   free_ts_list();
   free_highwater();
   free_global_vars();
+  free_nodelists();
 }
 
 template <class Step>

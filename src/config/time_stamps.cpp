@@ -83,13 +83,9 @@ void write_tsfile() {
   if (ts_list.file.empty()) return;
   ByteWriter writer;
   for (TsEntry& entry : ts_list.entries) fields(writer, entry);
-  std::string fresh = ts_list.file + ".#";
-  Fd fd = open_file(fresh, Open::overwrite, 0600);
-  bool written = fd && write_all(fd, writer.bytes()) && fd.close();
-  if (!written || !replace_file(fresh, ts_list.file, true)) {
+  if (!rewrite_file(ts_list.file, writer.bytes(), 0600)) {
     std::string reason = system_error(errno);
     log_line(0, "write_tsfile: error writing `%s': %s\n", ts_list.file.c_str(), reason.c_str());
-    remove_file(fresh);
   }
   ts_list.file.clear();
 }

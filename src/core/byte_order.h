@@ -23,6 +23,7 @@ class ByteReader {
   void u8(uint8_t& value) { value = static_cast<uint8_t>(number(1)); }
   void u16(uint16_t& value) { value = static_cast<uint16_t>(number(2)); }
   void u32(uint32_t& value) { value = static_cast<uint32_t>(number(4)); }
+  void i32(int32_t& value) { value = static_cast<int32_t>(number(4)); }
   /// A field of `width` bytes, its text ended by a NUL; cut to what the FixedText holds.
   template <size_t N>
   void text(FixedText<N>& value, size_t width) {
@@ -57,6 +58,7 @@ class ByteWriter {
   void u8(uint8_t value) { number(value, 1); }
   void u16(uint16_t value) { number(value, 2); }
   void u32(uint32_t value) { number(value, 4); }
+  void i32(int32_t value) { number(static_cast<uint32_t>(value), 4); }
   /// The text, cut to `width` - 1 bytes, and NULs up to `width`.
   template <size_t N>
   void text(const FixedText<N>& value, size_t width) {

@@ -7,21 +7,28 @@
 
 namespace quelmo {
 
+namespace {
+
+[[gnu::format(printf, 1, 0)]] void print(const char* format, va_list args) {
+  std::vprintf(format, args);
+  std::fflush(stdout);
+}
+
+}  // namespace
+
 void print_line(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::vprintf(format, args);
+  print(format, args);
   va_end(args);
-  std::fflush(stdout);
 }
 
 void print_progress(const char* format, ...) {
   if (!config.chat) return;
   va_list args;
   va_start(args, format);
-  std::vprintf(format, args);
+  print(format, args);
   va_end(args);
-  std::fflush(stdout);
 }
 
 }  // namespace quelmo

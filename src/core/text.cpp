@@ -24,6 +24,12 @@ long to_number(std::string_view text) {
   return negative ? -value : value;
 }
 
+int to_int(std::string_view text) {
+  constexpr long least = std::numeric_limits<int>::min();
+  constexpr long most = std::numeric_limits<int>::max();
+  return static_cast<int>(std::clamp(to_number(text), least, most));
+}
+
 std::string_view trim_spaces(std::string_view text) {
   while (!text.empty() && is_blank(text.front())) text.remove_prefix(1);
   while (!text.empty() && is_blank(text.back())) text.remove_suffix(1);

@@ -23,6 +23,8 @@ bool is_number(std::string_view text);
 /// The decimal number that a text begins with, behind white space and a sign; 0 if there is none. One that is
 /// too large for its type counts as the largest.
 long to_number(std::string_view text);
+/// The same for the width of an int.
+int to_int(std::string_view text);
 
 /// The text without blanks at both ends.
 std::string_view trim_spaces(std::string_view text);

@@ -1,6 +1,7 @@
 #include "message/current.h"
 
 #include "core/log.h"
+#include "core/text.h"
 #include "message/attributes.h"
 
 namespace quelmo {
@@ -19,8 +20,12 @@ void forget_message() {
 void log_message_once() {
   Msg& hdr = current.hdr;
   if (hdr.has(int_logged)) return;
-  log_line(1, "%u %s (%s) -> %s (%s)\n", CurMsg.msgno, hdr.fromname.c_str(), addr_to_text(hdr.from).c_str(),
-           hdr.toname.c_str(), addr_to_text(hdr.to).c_str());
+  if (log_passes(1)) {
+    // The finished line is what LOGINCLUDE and LOGEXCLUDE see, so that they can name a sender.
+    log_text(1,
+             format_text("%u %s (%s) -> %s (%s)\n", CurMsg.msgno, hdr.fromname.c_str(),
+                         addr_to_text(hdr.from).c_str(), hdr.toname.c_str(), addr_to_text(hdr.to).c_str()));
+  }
   hdr.intattr |= int_logged;
 }
 

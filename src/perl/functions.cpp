@@ -7,6 +7,7 @@
 #include "actions/create.h"
 #include "actions/header.h"
 #include "actions/move.h"
+#include "actions/nodelist_services.h"
 #include "actions/services.h"
 #include "message/scan.h"
 #include "nodelist/routing.h"
@@ -51,10 +52,16 @@ constexpr ScriptFunction table[] = {
     {"ChangeTo", "perl_ChangeTo", 1, 1, need_1, perl_ChangeTo},
     {"SetMessageTime", "perl_SetMessageTime()", 0, 1, count_only, perl_SetMessageTime},
     {"Log", "perl_Log()", 2, 2, "\a%s argument count (need 2, exist %d)\n", perl_Log},
+    {"GetUplink", "perl_GetUplink", 1, 1, need_1, perl_GetUplink},
     {"RouteTo", "perl_RouteTo()", 1, 1, count_only, perl_RouteTo},
+    {"ActiveNodelist", "perl_ActiveNodelist()", 1, 1, need_1, perl_ActiveNodelist},
+    {"NdlReBuild", "perl_NdlReBuild()", 0, 1, count_only, perl_NdlReBuild},
+    {"SetFboxPath", "perl_SetFboxPath()", 0, 1, count_only, perl_SetFboxPath},
     {"SetGlobalVar", "SetGlobalVar()", 2, 2, "%s argument count (need 2, exist %d)\n", perl_SetGlobalVar},
     {"UnSetGlobalVar", "UnSetGlobalVar()", 1, 1, need_1, perl_UnSetGlobalVar},
     {"GetGlobalVar", "GetGlobalVar()", 1, 1, need_1, perl_GetGlobalVar},
+    {"GetNodelistRecord", "perl_GetNodelistRecord()", 2, 3, count_only, perl_GetNodelistRecord},
+    {"GetNodelistBlock", "perl_GetNedelistBlock()", 0, 1, count_only, perl_GetNodelistBlock},
     {"GetMsg", "perl_GetMsg()", 0, 0, count_only, perl_GetMsg},
     {"GetRawMsg", "perl_GetRawMsg()", 0, 0, count_only, perl_GetRawMsg},
     {"ZapText", "perl_ZapText()", 0, 0, count_only, perl_ZapText},

@@ -15,11 +15,7 @@ namespace quelmo {
 
 bool Directory::open(std::string_view path) {
   std::string host = disk_path(path);
-  fd_ = Fd(::open(host.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd_ && fd_.get() <= STDERR_FILENO) {
-    int higher = ::fcntl(fd_.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    fd_ = Fd(higher);
-  }
+  fd_ = above_stdio(::open(host.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return static_cast<bool>(fd_);
 }
 
@@ -42,23 +38,13 @@ bool Directory::each_name(const std::function<void(std::string_view, bool)>& vis
 
 Fd Directory::open_file(const char* name, Open how) const {
   int flags = (how == Open::read ? O_RDONLY : O_RDWR) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  int fd = ::openat(fd_.get(), name, flags);
-  if (fd >= 0 && fd <= STDERR_FILENO) {
-    int higher = ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    ::close(fd);
-    fd = higher;
-  }
-  return Fd(fd);
+  return above_stdio(::openat(fd_.get(), name, flags));
 }
 
 std::optional<FileInfo> Directory::info(const char* name) const {
   struct stat st;
   if (::fstatat(fd_.get(), name, &st, 0) != 0) return std::nullopt;
-  return FileInfo{.size = static_cast<uint64_t>(st.st_size),
-                  .mtime = st.st_mtime,
-                  .is_directory = S_ISDIR(st.st_mode),
-                  .device = st.st_dev,
-                  .inode = st.st_ino};
+  return info_of(st);
 }
 
 bool Directory::has(const char* name) const {

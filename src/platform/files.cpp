@@ -47,14 +47,8 @@ int open_flags(Open how) {
   return O_RDONLY;
 }
 
-int open_above_stdio(const std::string& host, int flags, mode_t mode) {
-  int fd = ::open(host.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
-  if (fd < 0 || fd > STDERR_FILENO) return fd;
-  int higher = ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  int error = errno;
-  ::close(fd);
-  errno = error;
-  return higher;
+Fd open_above_stdio(const std::string& host, int flags, mode_t mode) {
+  return above_stdio(::open(host.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode));
 }
 
 // Where a new file of this name goes: the directory in the spelling of the disk, the name as written.
@@ -63,14 +57,6 @@ std::string new_name(std::string_view path) {
   size_t name = host.rfind('/') + 1;
   if (name <= 1) return host;
   return disk_spelling(host.substr(0, name)) + host.substr(name);
-}
-
-FileInfo info_of(const struct stat& st) {
-  return {.size = static_cast<uint64_t>(st.st_size),
-          .mtime = st.st_mtime,
-          .is_directory = S_ISDIR(st.st_mode),
-          .device = st.st_dev,
-          .inode = st.st_ino};
 }
 
 }  // namespace
@@ -87,6 +73,12 @@ bool Fd::close() {
   return ::close(std::exchange(fd_, -1)) == 0;
 }
 
+Fd above_stdio(int fd) {
+  Fd owned(fd);
+  if (fd < 0 || fd > STDERR_FILENO) return owned;
+  return Fd(::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
 Fd open_file(std::string_view path, Open how, mode_t mode) {
   int flags = open_flags(how);
   if (how == Open::create_new) {
@@ -95,11 +87,15 @@ Fd open_file(std::string_view path, Open how, mode_t mode) {
       errno = EEXIST;
       return Fd();
     }
-    return Fd(open_above_stdio(host, flags, mode));
+    return open_above_stdio(host, flags, mode);
   }
-  if ((flags & O_CREAT) != 0) return Fd(open_above_stdio(disk_path(path), flags, mode));
-  return Fd(
-      with_spelling(path, [&](const std::string& host) { return open_above_stdio(host, flags, mode); }));
+  if ((flags & O_CREAT) != 0) return open_above_stdio(disk_path(path), flags, mode);
+  Fd fd;
+  with_spelling(path, [&](const std::string& host) {
+    fd = open_above_stdio(host, flags, mode);
+    return fd.get();
+  });
+  return fd;
 }
 
 ssize_t read_some(const Fd& fd, void* buffer, size_t size) {
@@ -186,6 +182,15 @@ bool flush_to_disk(const Fd& fd) {
   return ::fsync(fd.get()) == 0;
 }
 
+FileInfo info_of(const struct stat& st) {
+  return {.size = static_cast<uint64_t>(st.st_size),
+          .mtime = st.st_mtime,
+          .mtime_ns = st.st_mtim.tv_nsec,
+          .is_directory = S_ISDIR(st.st_mode),
+          .device = st.st_dev,
+          .inode = st.st_ino};
+}
+
 std::optional<FileInfo> file_info(std::string_view path) {
   struct stat st;
   if (with_spelling(path, [&](const std::string& host) { return ::stat(host.c_str(), &st); }) != 0) {
@@ -247,15 +252,26 @@ bool replace_file(std::string_view from, std::string_view to, bool durable) {
     if (other_mode && ::chmod(source.c_str(), old.st_mode & 07777) != 0) return false;
   }
   if (durable) {
-    Fd file(open_above_stdio(source, O_RDONLY, 0));
+    Fd file = open_above_stdio(source, O_RDONLY, 0);
     if (!file || !flush_to_disk(file)) return false;
   }
   if (::rename(source.c_str(), target.c_str()) != 0) return false;
   if (durable) {
-    Fd dir(open_above_stdio(target.substr(0, target.rfind('/') + 1), O_RDONLY | O_DIRECTORY, 0));
+    Fd dir = open_above_stdio(target.substr(0, target.rfind('/') + 1), O_RDONLY | O_DIRECTORY, 0);
     if (dir) flush_to_disk(dir);
   }
   return true;
+}
+
+bool rewrite_file(std::string_view path, std::string_view bytes, mode_t mode) {
+  std::string fresh = std::string(path) + ".#";
+  Fd file = open_file(fresh, Open::overwrite, mode);
+  bool written = file && write_all(file, bytes) && file.close();
+  if (written && replace_file(fresh, path, true)) return true;
+  int error = errno;
+  remove_file(fresh);
+  errno = error;
+  return false;
 }
 
 std::string system_error(int error) {

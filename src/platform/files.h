@@ -2,6 +2,7 @@
 // so that the stores of a DOS machine are found. Every function that fails leaves the reason in errno.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -50,6 +51,9 @@ enum class Open {
   create_new,  ///< reading and writing; must not exist, in lower or upper case either
 };
 
+/// A descriptor above 2 in the place of `fd`, which may be negative.
+Fd above_stdio(int fd);
+
 /// Opens the file; `mode` is that of a file made here, less the umask.
 Fd open_file(std::string_view path, Open how, mode_t mode = 0666);
 
@@ -75,11 +79,13 @@ bool flush_to_disk(const Fd& fd);
 struct FileInfo {
   uint64_t size = 0;
   std::time_t mtime = 0;  ///< seconds since the epoch
+  long mtime_ns = 0;      ///< and the nanoseconds behind them
   bool is_directory = false;
   uint64_t device = 0;
   uint64_t inode = 0;
 };
 
+FileInfo info_of(const struct stat& st);
 /// Follows symbolic links.
 std::optional<FileInfo> file_info(std::string_view path);
 std::optional<FileInfo> file_info(const Fd& fd);
@@ -96,6 +102,10 @@ bool rename_file(std::string_view from, std::string_view to);
 /// mode and, where that is allowed, the owner of the one that it replaces. With `durable` it is flushed to
 /// the disk before it takes its place, and so is the directory behind it.
 bool replace_file(std::string_view from, std::string_view to, bool durable);
+
+/// Writes a file that is ours alone whole or not at all: built beside the old one as `<path>.#` with `mode`,
+/// flushed, and put in its place. On failure the old one stands.
+bool rewrite_file(std::string_view path, std::string_view bytes, mode_t mode);
 
 /// The text of errno's value.
 std::string system_error(int error);

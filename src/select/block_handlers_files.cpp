@@ -2,6 +2,7 @@
 #include "core/log.h"
 #include "core/stop.h"
 #include "core/text.h"
+#include "nodelist/lookup.h"
 #include "nodelist/templates.h"
 #include "platform/files.h"
 #include "select/block_handlers.h"
@@ -12,6 +13,16 @@ namespace {
 
 [[noreturn]] void stop_no_filename(const std::string& prefix) {
   stop_run_logged("%s no filename defined", prefix.c_str());
+}
+
+// Takes a word `#dir` off the line; false if it doesn't begin with one. `format` takes prefix and directory.
+bool take_dir_word(std::string_view& line, std::string& dir, const char* format, const std::string& prefix) {
+  if (!line.starts_with('#')) return false;
+  std::string_view word = take_word(line);
+  if (!dir_of_word(word, dir)) {
+    stop_run_logged(format, prefix.c_str(), std::string(word.substr(1)).c_str());
+  }
+  return true;
 }
 
 // A name under a directory. One that doesn't fit its field would be another file's name.
@@ -45,8 +56,7 @@ void read_lists(NodelistEntry& entry, std::string_view line, const std::string& 
     stop_run_logged("%s path not found : `%s'\n", prefix.c_str(), path.c_str());
   }
   entry.path = path;
-  std::vector<std::string> names;
-  if (resolve_templates(entry.path, line, names) == 0) {
+  if (resolve_templates(entry.path, line, entry.names) == 0) {
     stop_run_logged("%s nodelist file(s) template not found: `%s'\n", prefix.c_str(),
                     std::string(line).c_str());
   }
@@ -70,12 +80,7 @@ void handle_fileage(std::string_view tag, std::string_view line, const std::stri
   entry.age = block_age(take_word(line), prefix);
   FixedText<20> stored = open_block(type_fileage, tag, prefix);
   std::string dir;
-  if (line.starts_with('#')) {
-    std::string_view word = take_word(line);
-    if (!dir_of_word(word, dir)) {
-      stop_run_logged("%s path doesn't exist : `%s'", prefix.c_str(), std::string(word.substr(1)).c_str());
-    }
-  }
+  take_dir_word(line, dir, "%s path doesn't exist : `%s'", prefix);
   std::string_view word;
   while (next_word(line, word)) entry.names.push_back(joined_name(dir, word, prefix));
   if (entry.names.empty()) stop_no_filename(prefix);
@@ -86,13 +91,7 @@ void handle_files(std::string_view tag, std::string_view line, const std::string
   FixedText<20> stored = open_block(type_files, tag, prefix);
   FilesEntry entry;
   std::string dir;
-  bool under_dir = line.starts_with('#');
-  if (under_dir) {
-    std::string_view word = take_word(line);
-    if (!dir_of_word(word, dir)) {
-      stop_run_logged("%s path doesn't exist : `%s'\n", prefix.c_str(), std::string(word.substr(1)).c_str());
-    }
-  }
+  bool under_dir = take_dir_word(line, dir, "%s path doesn't exist : `%s'\n", prefix);
   std::string_view word;
   while (next_word(line, word)) entry.names.push_back(file_name(word, under_dir, dir, prefix));
   if (entry.names.empty()) stop_no_filename(prefix);
@@ -105,6 +104,7 @@ void handle_nodelist(std::string_view tag, std::string_view line, const std::str
   entry.ext = take_word(line);
   take_number(line, entry.zone);
   read_lists(entry, line, prefix);
+  check_index(ndl_kind, entry);
   add_entry(blocks.nodelist, stored, entry);
 }
 
@@ -127,6 +127,7 @@ void handle_version9(std::string_view tag, std::string_view line, const std::str
                     std::string(take_word(line)).c_str());
   }
   read_lists(entry, line, prefix);
+  check_index(v9_kind, entry);
   add_entry(blocks.version9, stored, entry);
 }
 

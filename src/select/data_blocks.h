@@ -130,11 +130,12 @@ constexpr uint16_t flavor_off = 0x1000;
 
 /// A line of a NODELIST or VERSION9 block.
 struct NodelistEntry {
-  FixedText<128> ext;        ///< extension of the index files
-  uint16_t zone = 0;         ///< default zone
-  uint16_t region = 0;       ///< default region
-  FixedText<128> path;       ///< directory of lists and index, with a closing separator
-  FixedText<256> templates;  ///< file templates as written
+  FixedText<128> ext;              ///< extension of the index files
+  uint16_t zone = 0;               ///< default zone
+  uint16_t region = 0;             ///< default region
+  FixedText<128> path;             ///< directory of lists and index, with a closing separator
+  FixedText<256> templates;        ///< file templates as written
+  std::vector<std::string> names;  ///< the files that they named when they were resolved last
 };
 
 struct MacroEntry {
@@ -151,6 +152,8 @@ struct Block {
 
 template <class Entry>
 using BlockList = std::vector<Block<Entry>>;
+
+using NodelistBlock = Block<NodelistEntry>;
 
 struct DataBlocks {
   BlockList<AddressEntry> address;

@@ -104,7 +104,7 @@ for my $case (
 }
 
 # Flags of the command line overrule the configuration, behind its reading.
-for my $case ([['-d', '3'], 'DEBUG 1', 3], [['-d', '0'], 'DEBUG 2', 2], [['--debug=4'], 'DEBUG 1', 4], [['-d', 'x'], 'DEBUG 2', 2]) {
+for my $case ([['-d', '3'], 'DEBUG 1', 3], [['-d', '0'], 'DEBUG 2', 2], [['--debug=4'], 'DEBUG 1', 4], [['-d', 'x'], 'DEBUG 2', 2], [['-d', '9' x 20], 'DEBUG 1', 6]) {
     my ($options, $config, $level) = @$case;
     my $s = scenario(config => "$config\n", script => 'Log($_, "level $_") for 0 .. 6');
     my $r = $s->run(argv => [@$options, 'route']);

@@ -30,6 +30,15 @@ for my $case (
     is_deeply([grep { /^(?:[01]|a.*)$/ } @{$r->log}], $lines, "lines with $config") or diag($r->err);
 }
 
+{    # The line of a message as it stands in the log.
+    my %o = (areas => {NETMAIL => [map { {from => $_, text => "Hi\r"} } qw(Bob Ann)]}, script => q{Scan('NETMAIL'); while (ReadMsg()) { SetFlavor('HOLD') }});
+    for my $case (["LOGEXCLUDE Bob\n", 'Ann'], ["DEBUG 0\nLOGINCLUDE Bob\n", 'Bob']) {
+        my ($config, $name) = @$case;
+        my $r = scenario(%o, config => $config)->run;
+        is_deeply([map { /^\d+ (\w+) .* -> / ? $1 : () } @{$r->log}], [$name], "a sender named by $config");
+    }
+}
+
 {    # The place of the log. Nothing is lost if it can't be written; the log of -l gets its header at once.
     my $s = scenario(bare => 1, config => "LOGFILE logs\\Robot.log\n", script => 'Log(0, "x")');
     mkdir $s->path('logs');

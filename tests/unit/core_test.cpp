@@ -60,6 +60,8 @@ TEST(Text, SmallTools) {
     EXPECT_EQ(to_number(c.text), c.value) << c.text;
   }
   EXPECT_EQ(strip_line_end("a\r\n\r"), "a");
+  EXPECT_EQ(to_int("4294967297"), INT32_MAX);
+  EXPECT_EQ(to_int("-99999999999999999999"), INT32_MIN);
   EXPECT_EQ(upper("a\xE4z\xFF"), "A\xE4Z\xFF") << "only ASCII has cases";
   EXPECT_LT(compare_nocase("abc", "ABCD"), 0);
   EXPECT_GT(compare_nocase("b_", "BA"), 0);

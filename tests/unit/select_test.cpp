@@ -168,7 +168,7 @@ TEST_F(Select, BlocksThatSayNothingAboutAMessage) {
   define("PATH", "p", dir);
   touch("list.001");
   define("NODELIST", "nl", "idx " + dir + " list");
-  define("VERSION9", "v9", "idx " + dir + " list");
+  define("VERSION9", "v9", "idx 1 1 " + dir + " list");
   expect({{"ap", false, false},
           {"!la", true, true},
           {"p", false, false},
