@@ -17,6 +17,7 @@ constexpr BaseOps table[] = {
      .kill = fido_kill,
      .rewind = fido_rewind,
      .close = fido_close,
+     .look = fido_look,
      .rewritten_whole = false,
      .tells_number = true},
     {.name = "squish", .tells_number = true},

@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
+#include "bases/look.h"
 #include "config/areas.h"
 #include "message/line_list.h"
 #include "message/msg.h"
@@ -31,6 +33,13 @@ struct BaseOps {
   void (*rewind)() = nullptr;
   /// Ends the scan.
   void (*close)() = nullptr;
+
+  /// Rewrites the area without its waste; it must not be the one being scanned. 1, or 0 with the reason
+  /// logged. Null: there is nothing to pack in areas of this kind.
+  int (*pack)(const Area& area) = nullptr;
+  /// Shows or checks the base at a path, as an area of this kind has it. False, with the reason on stderr, if
+  /// it can't be read.
+  bool (*look)(std::string_view path, Look& look) = nullptr;
 
   bool rewritten_whole = false;  ///< the rest of the file passes through `update`, changed or not
   bool tells_number = false;     ///< a copy into such an area logs the number of the new message

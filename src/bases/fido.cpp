@@ -75,9 +75,7 @@ char* room_for(std::string& buffer, size_t size) {
 
 // The bytes of a message file, in scan.buffer, up to the NUL that ends the text at the least; nothing, with
 // errno, if there are none to be had.
-std::optional<std::string_view> load_file(FidoScan& scan, const char* name) {
-  Fd fd = scan.directory.open_file(name, Open::update);
-  if (!fd) return std::nullopt;
+std::optional<std::string_view> load_file(FidoScan& scan, const Fd& fd) {
   ssize_t size = read_head(fd, room_for(scan.buffer, usual_message), usual_message);
   if (size < 0) return std::nullopt;
   std::string_view head = std::string_view(scan.buffer).substr(0, static_cast<size_t>(size));
@@ -99,7 +97,9 @@ std::optional<std::string_view> load_file(FidoScan& scan, const char* name) {
 }
 
 bool read_fido_msg(FidoScan& scan, const char* name, std::time_t& time) {
-  std::optional<std::string_view> bytes = load_file(scan, name);
+  Fd file = scan.directory.open_file(name, Open::update);
+  std::optional<std::string_view> bytes;
+  if (file) bytes = load_file(scan, file);
   if (!bytes) {
     report_errno(CurMsg.path.str() + name);
     return false;
@@ -229,6 +229,33 @@ void fido_rewind() {
 
 void fido_close() {
   CurMsg.fido = FidoScan();
+}
+
+bool fido_look(std::string_view path, Look& look) {
+  std::string dir = close_dir(path);
+  FidoScan scan;
+  list_messages(dir, false, scan);
+  if (!scan.directory) {
+    report_errno(dir);
+    return false;
+  }
+  for (size_t i = 0; i < scan.list.size(); i++) {
+    Fd file = scan.directory.open_file(scan.name(i), Open::read);
+    std::optional<std::string_view> bytes;
+    if (file) bytes = load_file(scan, file);
+    Msg msg;
+    LineList text;
+    if (!bytes) {
+      look.fault("%s: can't be read: %s", scan.name(i), system_error(errno).c_str());
+    } else if (!parse_fido_msg(*bytes, scan.header, text, msg.time)) {
+      look.fault("%s: %zu bytes, fewer than a header", scan.name(i), bytes->size());
+    } else {
+      std::time_t time = msg.time;
+      fido_to_msg(scan.header, time, msg);
+      look.message(scan.list[i].number, msg);
+    }
+  }
+  return true;
 }
 
 void renumber_fido(const Area& area) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "bases/look.h"
 #include "config/areas.h"
 #include "message/line_list.h"
 #include "message/msg.h"
@@ -18,6 +19,7 @@ bool fido_update();
 bool fido_kill();
 void fido_rewind();
 void fido_close();
+bool fido_look(std::string_view path, Look& look);
 
 /// Renames the messages of an area to 1.msg, 2.msg and so on, in the order of their numbers. A name that
 /// can't be had stays as it is. The area must not be the one being scanned.

@@ -43,9 +43,9 @@ void LineList::clear() {
   bytes_.clear();
 }
 
-void LineList::split(std::string_view text) {
-  clear();
-  bytes_ = text;
+void LineList::append_split(std::string_view text) {
+  size_t base = bytes_.size();
+  bytes_ += text;
   size_t at = 0;
   while (at < text.size()) {
     size_t room = std::min(element_limit, text.size() - at);
@@ -60,7 +60,7 @@ void LineList::split(std::string_view text) {
         length--;
       }
     }
-    elements_.emplace_back(at, length);
+    elements_.emplace_back(base + at, length);
     at += length;
   }
 }

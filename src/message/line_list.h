@@ -41,7 +41,12 @@ class LineList {
   void clear();
   /// Forgets the elements and takes `text` apart: an element ends behind a CR, behind the LF that follows a
   /// CR, or where it is full. A CR LF that doesn't fit whole goes to the next element.
-  void split(std::string_view text);
+  void split(std::string_view text) {
+    clear();
+    append_split(text);
+  }
+  /// The same behind the elements that are there. The text isn't one of this list.
+  void append_split(std::string_view text);
 
   /// Sum of the lengths of all elements.
   size_t length() const;

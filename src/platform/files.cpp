@@ -51,6 +51,24 @@ Fd open_above_stdio(const std::string& host, int flags, mode_t mode) {
   return above_stdio(::open(host.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode));
 }
 
+// Gives the open file the mode and owner of `old`. What is equal already isn't touched: there are file
+// systems that hold neither and refuse both calls.
+bool take_mode_and_owner(int fd, const struct stat& old) {
+  struct stat fresh;
+  if (::fstat(fd, &fresh) != 0) return false;
+  bool other_owner = old.st_uid != fresh.st_uid || old.st_gid != fresh.st_gid;
+  if (other_owner && ::fchown(fd, old.st_uid, old.st_gid) != 0 && errno != EPERM) return false;
+  bool other_mode = ((old.st_mode ^ fresh.st_mode) & 07777) != 0;
+  return !other_mode || ::fchmod(fd, old.st_mode & 07777) == 0;
+}
+
+bool flush_directory_of_host(const std::string& host) {
+  size_t end = host.rfind('/');
+  std::string name = end == std::string::npos ? "." : host.substr(0, end + 1);
+  Fd dir = open_above_stdio(name, O_RDONLY | O_DIRECTORY, 0);
+  return dir && flush_to_disk(dir);
+}
+
 // Where a new file of this name goes: the directory in the spelling of the disk, the name as written.
 std::string new_name(std::string_view path) {
   std::string host = host_path(path);
@@ -182,6 +200,15 @@ bool flush_to_disk(const Fd& fd) {
   return ::fsync(fd.get()) == 0;
 }
 
+bool flush_directory_of(std::string_view path) {
+  return flush_directory_of_host(disk_path(path));
+}
+
+bool take_mode_and_owner(const Fd& file, const Fd& like) {
+  struct stat old;
+  return ::fstat(like.get(), &old) == 0 && take_mode_and_owner(file.get(), old);
+}
+
 FileInfo info_of(const struct stat& st) {
   return {.size = static_cast<uint64_t>(st.st_size),
           .mtime = st.st_mtime,
@@ -243,23 +270,14 @@ bool replace_file(std::string_view from, std::string_view to, bool durable) {
   std::string source = disk_path(from);
   std::string target = disk_path(to);
   struct stat old;
-  struct stat fresh;
-  // What is equal already isn't touched: there are file systems that hold neither and refuse both calls.
-  if (::stat(target.c_str(), &old) == 0 && ::stat(source.c_str(), &fresh) == 0) {
-    bool other_owner = old.st_uid != fresh.st_uid || old.st_gid != fresh.st_gid;
-    if (other_owner && ::chown(source.c_str(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return false;
-    bool other_mode = ((old.st_mode ^ fresh.st_mode) & 07777) != 0;
-    if (other_mode && ::chmod(source.c_str(), old.st_mode & 07777) != 0) return false;
-  }
-  if (durable) {
+  if (::stat(target.c_str(), &old) == 0 || durable) {
     Fd file = open_above_stdio(source, O_RDONLY, 0);
-    if (!file || !flush_to_disk(file)) return false;
+    if (!file) return false;
+    if (::stat(target.c_str(), &old) == 0 && !take_mode_and_owner(file.get(), old)) return false;
+    if (durable && !flush_to_disk(file)) return false;
   }
   if (::rename(source.c_str(), target.c_str()) != 0) return false;
-  if (durable) {
-    Fd dir = open_above_stdio(target.substr(0, target.rfind('/') + 1), O_RDONLY | O_DIRECTORY, 0);
-    if (dir) flush_to_disk(dir);
-  }
+  if (durable) flush_directory_of_host(target);
   return true;
 }
 

@@ -75,6 +75,10 @@ int64_t file_length(const Fd& fd);
 bool truncate_at(const Fd& fd, uint64_t position);
 /// Brings what was written to the disk.
 bool flush_to_disk(const Fd& fd);
+/// Brings the directory that holds `path` to the disk, that is, the names of files made in it.
+bool flush_directory_of(std::string_view path);
+/// Gives `file` the mode and, where that is allowed, the owner of `like`.
+bool take_mode_and_owner(const Fd& file, const Fd& like);
 
 struct FileInfo {
   uint64_t size = 0;
