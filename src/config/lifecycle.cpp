@@ -8,6 +8,7 @@
 #include "bases/dates.h"
 #include "bases/highwater.h"
 #include "config/areas.h"
+#include "config/dupe_store.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
 #include "config/packers.h"
@@ -17,6 +18,7 @@
 #include "core/console.h"
 #include "core/dirs.h"
 #include "core/log.h"
+#include "core/recoding.h"
 #include "core/run_state.h"
 #include "core/stop.h"
 #include "core/text.h"
@@ -118,19 +120,25 @@ void init(std::string_view config_name, std::string_view program) {
   run.start_time = std::time(nullptr);
   install_signal_handlers(orderly_stop);
   reset_globals();
+  load_configuration(config_name);
+}
+
+void load_configuration(std::string_view name) {
   set_defaults();
   log_line(4, "QuelmoPath: `%s'\n", run.QuelmoPath.c_str());
-  read_config(run.QuelmoPath, config_name);
+  read_config(run.QuelmoPath, name);
   check_signals();
   if (run.log_name.empty()) run.log_name = run.QuelmoPath.str() + "quelmo.log";
   check_lock();
   write_log_header();
   log_line(1, "Configuration read\n");
+  init_recoding();
 }
 
 bool save_and_free() {
   bool done = guarded(write_back);
   done = guarded(reset_globals) && done;
+  done = guarded(flush_db) && done;
   done = guarded(free_lists) && done;
   done = guarded(write_log_footer) && done;
   return guarded(remove_lock) && done;

@@ -53,15 +53,19 @@ void write_back() {
   if (current.hdr.has(int_changed) || base_ops(CurMsg.type).rewritten_whole) update_msg();
 }
 
+std::string intl_kludge(const Msg& msg) {
+  FtnAddr to = msg.to;
+  FtnAddr from = msg.from;
+  to.point = 0;
+  from.point = 0;
+  return "\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r";
+}
+
 LineList make_kludges(const Msg& msg, bool echomail) {
   LineList head;
   auto add = [&](const std::string& line) { add_text(head, line, at_end, Count::body); };
   if (!echomail) {
-    FtnAddr to = msg.to;
-    FtnAddr from = msg.from;
-    to.point = 0;
-    from.point = 0;
-    add("\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r");
+    add(intl_kludge(msg));
     if (msg.from.point != 0)
       add("\x01"
           "FMPT " +

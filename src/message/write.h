@@ -28,6 +28,9 @@ void write_back();
 /// The head kludges of a new message: INTL, FMPT and TOPT unless it is echomail; FLAGS; MSGID; PID.
 LineList make_kludges(const Msg& msg, bool echomail);
 
+/// An INTL line of both addresses, CR at its end.
+std::string intl_kludge(const Msg& msg);
+
 /// A MSGID line of `from`, with a new serial, CR at its end.
 std::string make_msgid(const FtnAddr& from);
 
