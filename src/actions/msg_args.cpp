@@ -141,8 +141,7 @@ void option_echo(OptionReader& reader, Value value) {
 
 void option_date(OptionReader& reader, Value value) {
   std::time_t& time = reader.args.time;
-  time = value.empty() ? std::time(nullptr) : fts_to_unix(value);
-  if (time == 0) time = seadog_to_unix(value);
+  time = value.empty() ? std::time(nullptr) : text_to_unix(value);
   if (time == 0) log_line(0, "incorrect date format `%s', ignored\n", std::string(value).c_str());
 }
 

@@ -160,6 +160,11 @@ std::time_t seadog_to_unix(std::string_view text) {
   return from_scanned(fields, month);
 }
 
+std::time_t text_to_unix(std::string_view text) {
+  std::time_t time = fts_to_unix(text);
+  return time != 0 ? time : seadog_to_unix(text);
+}
+
 std::time_t local_to_unix(const std::tm& t) {
   if (!is_plain_date(t)) return to_unix(t);
   auto hash = static_cast<size_t>(t.tm_year * 372 + t.tm_mon * 31 + t.tm_mday) % zone.days.size();

@@ -22,6 +22,8 @@ FixedText<20> now_to_fts();
 /// Seconds of a date text; 0 if it doesn't parse. Two-digit years below 70 are of this century.
 std::time_t fts_to_unix(std::string_view text);
 std::time_t seadog_to_unix(std::string_view text);
+/// The first of the two forms, else the second.
+std::time_t text_to_unix(std::string_view text);
 
 /// Seconds of a local date and time; fields out of range carry over, as in mktime.
 std::time_t local_to_unix(const std::tm& fields);

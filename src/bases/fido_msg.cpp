@@ -11,8 +11,7 @@ namespace quelmo {
 namespace {
 
 std::time_t normalise_date(FixedText<20>& date) {
-  std::time_t t = fts_to_unix(date);
-  if (t == 0) t = seadog_to_unix(date);
+  std::time_t t = text_to_unix(date);
   if (t == 0) {
     log_line(1, "read_fido_msg error: invalid date `%s'\n", date.c_str());
     t = std::time(nullptr);
