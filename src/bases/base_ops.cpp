@@ -4,6 +4,7 @@
 
 #include "bases/fido.h"
 #include "bases/text_area.h"
+#include "outbound/scratch.h"
 
 namespace quelmo {
 namespace {
@@ -22,7 +23,7 @@ constexpr BaseOps table[] = {
      .rewritten_whole = false,
      .tells_number = true},
     {.name = "squish", .tells_number = true},
-    {.name = "bink", .rewritten_whole = true},
+    {.name = "bink", .add = bink_add, .rewritten_whole = true},
     {.name = "pkt", .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .add = add_text_msg, .kill = text_kill},
     {.name = "JAM", .tells_number = true},

@@ -25,6 +25,7 @@
 #include "message/scan.h"
 #include "message/write.h"
 #include "nodelist/lookup.h"
+#include "outbound/scratch.h"
 #include "platform/files.h"
 #include "platform/path.h"
 #include "platform/process.h"
@@ -82,6 +83,7 @@ void free_lists() {
   free_tags();
   free_ts_list();
   free_highwater();
+  free_scratch_names();
   free_global_vars();
   free_nodelists();
 }

@@ -15,6 +15,7 @@
 #include "actions/services.h"
 #include "message/scan.h"
 #include "nodelist/routing.h"
+#include "outbound/build.h"
 #include "select/select.h"
 
 namespace quelmo {
@@ -29,6 +30,9 @@ constexpr char need_1_or_more[] = "%s argument count (need 1 or more, exist %d)\
 
 constexpr ScriptFunction table[] = {
     {"Scan", "perl_Scan()", 1, 2, "%s argument count(need 1 or 2, exist %d)\n", perl_Scan},
+    {"DoBinkOutbound", "perl_DoBinkOutbound()", 1, 1, "%s argument count(need 1, exist %d)\n", perl_DoBinkOutbound},
+    {"DoBrakeOutbound", "perl_DoBrakeOutbound", 1, 1, "%s argument count (need 1, exist %d)", perl_DoBrakeOutbound},
+    {"DoAmiga4DOutbound", "perl_DoAmiga4DOutbound", 1, 1, "%s argument count (need 1, exist %d)", perl_DoAmiga4DOutbound},
     {"SetRouting", "perl_SetRouting()", 1, 1, need_1, perl_SetRouting},
     {"SetFlavor", "perl_SetFlavor", 1, 1, need_1, perl_SetFlavor},
     {"CreateFile", "perl_Createfile()", 1, 1, need_1, perl_CreateFile},
@@ -69,6 +73,7 @@ constexpr ScriptFunction table[] = {
     {"WriteString", "perl_WriteString()", 1, 2, "%s argument count(need 1 or 2, exist %d)\n", perl_WriteString},
     {"GetUplink", "perl_GetUplink", 1, 1, need_1, perl_GetUplink},
     {"GetCRC", "perl_GetCRC()", 0, 0, count_only, perl_GetCRC},
+    {"isBusy", "perl_isBusy()", 2, 2, need_2, perl_isBusy},
     {"IgnoreBsy", "perl_IgnoreBsy()", 1, 1, need_1, perl_IgnoreBsy},
     {"RouteTo", "perl_RouteTo()", 1, 1, count_only, perl_RouteTo},
     {"ActiveNodelist", "perl_ActiveNodelist()", 1, 1, need_1, perl_ActiveNodelist},
