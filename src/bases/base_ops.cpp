@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "bases/fido.h"
+#include "bases/pkt.h"
 #include "bases/text_area.h"
 
 namespace quelmo {
@@ -22,7 +23,16 @@ constexpr BaseOps table[] = {
      .tells_number = true},
     {.name = "squish", .tells_number = true},
     {.name = "bink", .rewritten_whole = true},
-    {.name = "pkt", .rewritten_whole = true},
+    {.name = "pkt",
+     .select = pkt_select,
+     .read = pkt_read,
+     .add = pkt_add,
+     .add_with = pkt_add_with,
+     .take_route = pkt_take_route,
+     .update = pkt_update,
+     .kill = pkt_kill,
+     .close = pkt_close,
+     .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .kill = text_kill},
     {.name = "JAM", .tells_number = true},
 };

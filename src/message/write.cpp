@@ -15,7 +15,8 @@
 
 namespace quelmo {
 
-uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text) {
+uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text,
+                 const PktHeader* pkthdr) {
   current.lastname.clear();
   const Area* area = find_area(type, tag);
   if (area == nullptr) stop_run("add_msg error: areatag of unknown type: `%s'\n", std::string(tag).c_str());
@@ -24,6 +25,7 @@ uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const Line
     log_line(0, "add_msg error: failed to add mail to %s area\n", ops.name);
     return 0;
   }
+  if (pkthdr != nullptr && ops.add_with != nullptr) return ops.add_with(*area, msg, text, *pkthdr);
   return ops.add(*area, msg, text);
 }
 
