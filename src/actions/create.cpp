@@ -14,6 +14,7 @@
 #include "message/current.h"
 #include "message/kludges.h"
 #include "message/macros.h"
+#include "message/new_head.h"
 #include "message/text_edit.h"
 #include "message/write.h"
 

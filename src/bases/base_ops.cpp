@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "bases/bink.h"
 #include "bases/fido.h"
 #include "bases/pkt.h"
 #include "bases/text_area.h"
@@ -22,7 +23,15 @@ constexpr BaseOps table[] = {
      .rewritten_whole = false,
      .tells_number = true},
     {.name = "squish", .tells_number = true},
-    {.name = "bink", .rewritten_whole = true},
+    {.name = "bink",
+     .select = bink_select,
+     .read = bink_read,
+     .add = bink_add,
+     .take_route = bink_take_route,
+     .update = bink_update,
+     .kill = bink_kill,
+     .close = bink_close,
+     .rewritten_whole = true},
     {.name = "pkt",
      .select = pkt_select,
      .read = pkt_read,

@@ -28,10 +28,4 @@ int kill_msg();
 /// memory.
 void write_back();
 
-/// The head kludges of a new message: INTL, FMPT and TOPT unless it is echomail; FLAGS; MSGID; PID.
-LineList make_kludges(const Msg& msg, bool echomail);
-
-/// A MSGID line of `from`, with a new serial, CR at its end.
-std::string make_msgid(const FtnAddr& from);
-
 }  // namespace quelmo
