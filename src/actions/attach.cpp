@@ -15,6 +15,7 @@
 #include "message/attributes.h"
 #include "message/current.h"
 #include "message/macros.h"
+#include "message/new_head.h"
 #include "message/write.h"
 #include "platform/files.h"
 #include "platform/path.h"

@@ -14,6 +14,7 @@
 #include "message/current.h"
 #include "message/kludges.h"
 #include "message/macros.h"
+#include "message/new_head.h"
 #include "message/text_edit.h"
 #include "message/write.h"
 
@@ -116,7 +117,7 @@ void perl_CreateMail(ScriptCall& call) {
     add_via(list, aka);
   }
   apply_invalid_flags("CreateMail", msg, list, type == area_text);
-  uint32_t n = add_msg(type, tag, msg, list);
+  uint32_t n = add_msg(type, tag, msg, list, args.packet_header());
   if (n == 0) {
     log_line(0, "error: CreateMail failed");
     throw Stop();

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <string>
 
+#include "bases/base_ops.h"
 #include "bases/dates.h"
 #include "core/log.h"
 #include "core/stop.h"
@@ -13,6 +14,7 @@
 #include "message/kludges.h"
 #include "message/macros.h"
 #include "message/text_edit.h"
+#include "message/write.h"
 
 namespace quelmo {
 namespace {
@@ -109,6 +111,11 @@ void perl_SetAttribute(ScriptCall& call) {
   }
   if (!hdr.has(int_changed)) return;
   if (drop) {
+    if (base_ops(CurMsg.type).rewritten_whole) {
+      // Without the change the message stays in its file as it was.
+      hdr.intattr &= ~static_cast<uint32_t>(int_changed);
+      update_msg();
+    }
     forget_message();
     return;
   }

@@ -8,9 +8,9 @@
 #include "message/attributes.h"
 #include "message/current.h"
 #include "message/kludges.h"
+#include "message/new_head.h"
 #include "message/parse.h"
 #include "message/text_edit.h"
-#include "message/write.h"
 
 namespace quelmo {
 namespace {

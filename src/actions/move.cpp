@@ -41,7 +41,7 @@ Copy put_copy(ScriptCall& call, const char* name, const ShapeLines& lines) {
   LineList list = apply_text_args(current.text, args, msg.from);
   shape_text(old, args, echo, msg, list, lines);
   apply_invalid_flags(name, msg, list, copy.type == area_text);
-  copy.number = add_msg(copy.type, tag, msg, list);
+  copy.number = add_msg(copy.type, tag, msg, list, args.packet_header());
   return copy;
 }
 

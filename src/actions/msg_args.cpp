@@ -4,6 +4,7 @@
 #include "actions/kludge_edit.h"
 #include "actions/templates.h"
 #include "bases/dates.h"
+#include "bases/pkt_header.h"
 #include "core/log.h"
 #include "core/stop.h"
 #include "core/text.h"
@@ -159,6 +160,14 @@ void option_route(OptionReader& reader, Value value) {
   log_line(4, "try to set route `%s'\n", reader.args.route.c_str());
 }
 
+void option_pkthdr(OptionReader& reader, Value value) {
+  std::vector<std::string> texts;
+  PktHeader header;
+  if (named_array(value, texts) && set_pkt_hdr(texts, reader.label, header)) {
+    reader.args.pkthdr = header;
+  }
+}
+
 enum class Number {
   none,   // the option takes no number
   tpl,    // sets the place of the template
@@ -177,7 +186,7 @@ constexpr Option options_table[] = {
     {"-h", Number::tpl, option_template}, {"-l", Number::lines, option_lines},
     {"-e", Number::lines, option_echo},   {"-d", Number::lines, option_date},
     {"-o", Number::lines, option_origin}, {"-r", Number::lines, option_tearline},
-    {"-u", Number::lines, option_route},
+    {"-u", Number::lines, option_route},  {"-p", Number::lines, option_pkthdr},
 };
 
 // True if `word` is the option, with or without a number, which it puts into its place.

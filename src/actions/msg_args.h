@@ -15,6 +15,7 @@
 #include "core/script_call.h"
 #include "message/line_list.h"
 #include "message/msg.h"
+#include "message/packet_scan.h"
 
 namespace quelmo {
 
@@ -37,6 +38,9 @@ struct NewMsgArgs {
   std::optional<FixedText<64>> area;  ///< echo tag for an AREA line
   std::time_t time = 0;               ///< 0: not set
   FixedText<64> route;                ///< address or ROUTING block; empty: not set
+  std::optional<PktHeader> pkthdr;    ///< header for a new packet
+  /// The last, for add_msg: null if it isn't set.
+  const PktHeader* packet_header() const { return pkthdr ? &*pkthdr : nullptr; }
 };
 
 /// Fields of `msg` as the start of a NewMsgArgs.

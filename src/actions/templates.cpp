@@ -131,18 +131,23 @@ LineList read_tpl(std::string_view path) {
   return gathered.list;
 }
 
-LineList array_lines(std::string_view name) {
-  Gathered gathered;
+bool named_array(std::string_view name, std::vector<std::string>& elements) {
   std::string variable(name.substr(0, array_name_limit));
   if (variable.ends_with('.')) variable.pop_back();
   if (variable.find("::") == std::string::npos) variable.insert(0, "main::");
+  if (!script_array(variable, elements)) return false;
+  for (std::string& element : elements) expand_macro(element);
+  return true;
+}
+
+LineList array_lines(std::string_view name) {
+  Gathered gathered;
   std::vector<std::string> elements;
-  if (!script_array(variable, elements)) {
+  if (!named_array(name, elements)) {
     text_to_lines(gathered.list, name);
     return gathered.list;
   }
-  for (std::string& element : elements) {
-    expand_macro(element);
+  for (const std::string& element : elements) {
     LineList lines;
     text_to_lines(lines, element);
     gathered.add(lines);

@@ -22,4 +22,8 @@ LineList read_tpl(std::string_view path);
 /// variable of `main` unless it names a package. Without such an array: `name` itself as a line.
 LineList array_lines(std::string_view name);
 
+/// The elements of a script's array that an option names ("lines.", "other::lines"), each expanded by
+/// `expand_macro`. False if there is no such array.
+bool named_array(std::string_view name, std::vector<std::string>& elements);
+
 }  // namespace quelmo

@@ -2,9 +2,10 @@
 
 #include <iterator>
 
+#include "bases/bink.h"
 #include "bases/fido.h"
+#include "bases/pkt.h"
 #include "bases/text_area.h"
-#include "outbound/scratch.h"
 
 namespace quelmo {
 namespace {
@@ -23,8 +24,25 @@ constexpr BaseOps table[] = {
      .rewritten_whole = false,
      .tells_number = true},
     {.name = "squish", .tells_number = true},
-    {.name = "bink", .add = bink_add, .rewritten_whole = true},
-    {.name = "pkt", .rewritten_whole = true},
+    {.name = "bink",
+     .select = bink_select,
+     .read = bink_read,
+     .add = bink_add,
+     .take_route = bink_take_route,
+     .update = bink_update,
+     .kill = bink_kill,
+     .close = bink_close,
+     .rewritten_whole = true},
+    {.name = "pkt",
+     .select = pkt_select,
+     .read = pkt_read,
+     .add = pkt_add,
+     .add_with = pkt_add_with,
+     .take_route = pkt_take_route,
+     .update = pkt_update,
+     .kill = pkt_kill,
+     .close = pkt_close,
+     .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .add = add_text_msg, .kill = text_kill},
     {.name = "JAM", .tells_number = true},
 };

@@ -9,6 +9,7 @@
 #include "config/areas.h"
 #include "message/line_list.h"
 #include "message/msg.h"
+#include "message/packet_scan.h"
 
 namespace quelmo {
 
@@ -25,6 +26,11 @@ struct BaseOps {
   /// that doesn't number), or 0 with the reason logged. Sets `lastname` where the kind has a name to tell.
   /// Null: areas of this kind take no mail.
   uint32_t (*add)(const Area& area, const Msg& msg, const LineList& text) = nullptr;
+  /// The same with the header of a new packet given by the caller; null: a kind without packets.
+  uint32_t (*add_with)(const Area& area, const Msg& msg, const LineList& text,
+                       const PktHeader& header) = nullptr;
+  /// Puts into `hdr`, once its text has been parsed, what the message's file says better: where it goes.
+  void (*take_route)() = nullptr;
   /// Writes `hdr` and `text` over the current message.
   bool (*update)() = nullptr;
   /// Removes the current message.

@@ -14,8 +14,6 @@ namespace {
 constexpr uint8_t product_lo = 0x41;
 constexpr uint8_t revision_major = 1;
 constexpr uint8_t revision_minor = 2;
-constexpr uint16_t type_2_plus = 0x0001;
-constexpr uint16_t type_2_plus_copy = 0x0100;
 constexpr size_t hdr_elements = 9;
 
 void set_date(PktHeader& header, const std::tm& t) {
@@ -89,9 +87,9 @@ FixedText<10> packet_password(const Area& area, const FtnAddr& to) {
 PktHeader make_pkt_header(const Area& area, const FtnAddr& from, const FtnAddr& to) {
   PktHeader header = {.prodCodeLo = product_lo,
                       .revMajor = revision_major,
-                      .cwCopy = type_2_plus_copy,
+                      .cwCopy = pkt_cap_word_copy,
                       .revMinor = revision_minor,
-                      .capWord = type_2_plus};
+                      .capWord = pkt_cap_word};
   set_pkt_password(header, packet_password(area, to));
   set_pkt_from(header, from);
   set_pkt_to(header, to);

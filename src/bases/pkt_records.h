@@ -15,6 +15,8 @@ namespace quelmo {
 constexpr size_t pkt_header_size = 58;
 constexpr size_t pkt_msg_header_size = 34;
 constexpr uint16_t pkt_type_2 = 2;
+constexpr uint16_t pkt_cap_word = 0x0001;  ///< type 2+ is what we can
+constexpr uint16_t pkt_cap_word_copy = 0x0100;
 constexpr uint16_t pkt_net_of_points = 0xFFFF;     ///< origNet of a packet from a point
 constexpr std::string_view pkt_end = {"\0\0", 2};  ///< behind the last message
 

@@ -8,6 +8,7 @@
 #include "core/fixed_text.h"
 #include "message/line_list.h"
 #include "message/msg.h"
+#include "message/packet_scan.h"
 #include "message/scan_state.h"
 
 namespace quelmo {
@@ -18,6 +19,7 @@ struct CurrentArea {
   FixedText<20> tag;  ///< as the script gave it; empty while no area is selected
   FixedText<128> path;
   FidoScan fido;
+  PktScan pkt;                 ///< of pkt and bink areas
   uint32_t msgno = 0;          ///< number of the message in memory; 0: no message is in memory
   uint32_t lastread_no = 0;    ///< its number for lastread files
   uint32_t lastread_prev = 0;  ///< that of the message before

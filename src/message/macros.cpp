@@ -110,12 +110,19 @@ std::string value_tz(const Msg&) {
   return format_text("%+d", utc_offset_hours());
 }
 
+std::string value_pktfrom(const Msg&) {
+  return addr_to_text(CurMsg.pkt.from);
+}
+std::string value_pktto(const Msg&) {
+  return addr_to_text(CurMsg.pkt.to);
+}
+
 enum MacroTraits : unsigned {
   needs_message = 0,
   always = 1,          // has a value without a message in memory
   always_in_text = 2,  // the same, but for expand_macro only
   of_old = 4,          // reads the message as it was read
-  packet_only = 8,     // a value of packets: none outside pkt and bink areas
+  packet_only = 8,     // a value of packets: none where none has been taken up
 };
 
 struct Macro {
@@ -165,8 +172,8 @@ constexpr Macro macros[] = {
     {"OLDTO", value_to, of_old},
     {"OLDTODOMAIN", value_todomain, of_old},
     {"OLDTONAME", value_toname, of_old},
-    {"PKTFROM", nullptr, always_in_text | packet_only},
-    {"PKTTO", nullptr, always_in_text | packet_only},
+    {"PKTFROM", value_pktfrom, always_in_text | packet_only},
+    {"PKTTO", value_pktto, always_in_text | packet_only},
 };
 static_assert(std::size(macros) == 42);
 
@@ -182,6 +189,12 @@ const MacroEntry* find_macro_entry(std::string_view name) {
     if (equal_nocase(entry.name, name)) return &entry;
   }
   return nullptr;
+}
+
+// False for a value of packets in a place without packets.
+bool has_place(const Macro& macro) {
+  if ((macro.traits & packet_only) == 0) return true;
+  return CurMsg.type == area_bink || (CurMsg.type == area_pkt && CurMsg.pkt.index != -1);
 }
 
 std::string table_value(const Macro& macro) {
@@ -284,9 +297,7 @@ int macro_value(std::string_view name, std::string& out) {
     return 0;
   }
   if (macro != nullptr && macro->value != nullptr) {
-    out = table_value(*macro).substr(0, config_width);
-  } else if (macro != nullptr && (macro->traits & packet_only) != 0) {
-    // Outside pkt and bink areas these two expand to nothing here.
+    if (has_place(*macro)) out = table_value(*macro).substr(0, config_width);
   } else if (block_value(name, out) == 0) {
     return 0;
   }
@@ -300,7 +311,7 @@ int macro_lookup(std::string& name) {
     log_line(4, "expanding macro: no active message in memory");
     return 0;
   }
-  if (macro != nullptr && (macro->traits & packet_only) != 0) return 0;
+  if (macro != nullptr && !has_place(*macro)) return 0;
   std::string value;
   if (macro != nullptr && macro->value != nullptr) {
     value = table_value(*macro);

@@ -89,6 +89,7 @@ struct PktScan {
   bool header_set = false;   ///< a script changed `header`: the same
   bool packet_done = false;  ///< `index` has moved past a finished packet
   uint32_t msg_count = 0;    ///< messages handed out in this scan
+  uint32_t stamp = 0;        ///< a list: sets its messages apart from those of other lists
   std::string busy_flag;     ///< bink: the flag that this scan made and still holds; empty: none
 };
 

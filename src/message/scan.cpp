@@ -45,13 +45,18 @@ bool read_msg(const char* label) {
   current.sq_errno = 0;
   current.jam_errno = 0;
   CurMsg.msgno = 0;
-  if (!base_ops(CurMsg.type).read(label)) return false;
+  const BaseOps& ops = base_ops(CurMsg.type);
+  if (!ops.read(label)) return false;
 
   if (config.chat) print_progress("Scanning %s         %u\r", upper(CurMsg.tag).c_str(), CurMsg.msgno);
   std::string_view system = area_system(CurMsg.tag);
   Msg& hdr = current.hdr;
-  parse_msg(hdr, current.text, current.vias, system);
-  if (za_loop(current.vias, hdr.routeto, system)) hdr.intattr |= int_zaloop;
+  // A line of a list of attached files comes as a finished message.
+  if (!hdr.has(int_dummyattach)) {
+    parse_msg(hdr, current.text, current.vias, system);
+    if (ops.take_route != nullptr) ops.take_route();
+    if (za_loop(current.vias, hdr.routeto, system)) hdr.intattr |= int_zaloop;
+  }
   current.oldhdr = hdr;
   run.msgs_read++;
   return true;

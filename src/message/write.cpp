@@ -7,15 +7,14 @@
 #include "core/log.h"
 #include "core/stop.h"
 #include "core/text.h"
-#include "message/aka.h"
 #include "message/attributes.h"
 #include "message/current.h"
-#include "message/text_edit.h"
 #include "platform/clock.h"
 
 namespace quelmo {
 
-uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text) {
+uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text,
+                 const PktHeader* pkthdr) {
   current.lastname.clear();
   const Area* area = find_area(type, tag);
   if (area == nullptr) stop_run("add_msg error: areatag of unknown type: `%s'\n", std::string(tag).c_str());
@@ -24,6 +23,7 @@ uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const Line
     log_line(0, "add_msg error: failed to add mail to %s area\n", ops.name);
     return 0;
   }
+  if (pkthdr != nullptr && ops.add_with != nullptr) return ops.add_with(*area, msg, text, *pkthdr);
   return ops.add(*area, msg, text);
 }
 
@@ -51,35 +51,6 @@ int kill_msg() {
 void write_back() {
   if (CurMsg.msgno == 0) return;
   if (current.hdr.has(int_changed) || base_ops(CurMsg.type).rewritten_whole) update_msg();
-}
-
-std::string intl_kludge(const Msg& msg) {
-  FtnAddr to = msg.to;
-  FtnAddr from = msg.from;
-  to.point = 0;
-  from.point = 0;
-  return "\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r";
-}
-
-LineList make_kludges(const Msg& msg, bool echomail) {
-  LineList head;
-  auto add = [&](const std::string& line) { add_text(head, line, at_end, Count::body); };
-  if (!echomail) {
-    add(intl_kludge(msg));
-    if (msg.from.point != 0)
-      add("\x01"
-          "FMPT " +
-          std::to_string(msg.from.point) + "\r");
-    if (msg.to.point != 0) add("\x01TOPT " + std::to_string(msg.to.point) + "\r");
-  }
-  add(make_msgid(msg.from));
-  add(std::string("\x01PID: ") + program_name + " " + version_string + "\r");
-  if (msg.flags != 0) set_flags_kludge(head, flags_to_text(msg.flags));
-  return head;
-}
-
-std::string make_msgid(const FtnAddr& from) {
-  return "\x01MSGID: " + addr_with_domain(from) + format_text(" %08x\r", unique_stamp());
 }
 
 }  // namespace quelmo

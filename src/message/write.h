@@ -7,13 +7,16 @@
 #include "config/areas.h"
 #include "message/line_list.h"
 #include "message/msg.h"
+#include "message/packet_scan.h"
 
 namespace quelmo {
 
 /// Adds a message to the area `tag` of kind `type`, which exists. The result is the number of the new message
 /// (1 in a kind that doesn't number them), or 0 with the reason logged. `current.lastname` is the file
-/// written, empty after a failure and where the kind has none to tell.
-uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text);
+/// written, empty after a failure and where the kind has none to tell. `pkthdr`, if it isn't null, is the
+/// header for a new packet; kinds without packets don't look at it.
+uint32_t add_msg(AreaType type, std::string_view tag, const Msg& msg, const LineList& text,
+                 const PktHeader* pkthdr = nullptr);
 
 /// Writes the message in memory over itself: 1, or 0 with the reason logged; then it stays marked as changed.
 int update_msg();
@@ -24,14 +27,5 @@ int kill_msg();
 /// Hands a message in memory to `update_msg` if it is changed, or if the rest of its file passes through
 /// memory.
 void write_back();
-
-/// The head kludges of a new message: INTL, FMPT and TOPT unless it is echomail; FLAGS; MSGID; PID.
-LineList make_kludges(const Msg& msg, bool echomail);
-
-/// An INTL line of both addresses, CR at its end.
-std::string intl_kludge(const Msg& msg);
-
-/// A MSGID line of `from`, with a new serial, CR at its end.
-std::string make_msgid(const FtnAddr& from);
 
 }  // namespace quelmo

@@ -196,7 +196,7 @@ std::string scratch_dir(const Area& area) {
   return outbound_dir(area).substr(0, width) + ".qlm";
 }
 
-int writeOIP(const Area& area, const Msg& original, const LineList& text) {
+bool writeOIP(const Area& area, const Msg& original, const LineList& text) {
   Msg msg = original;
   FtnAddr aka;
   match_aka(area.system, msg.routeto, aka);
@@ -205,21 +205,15 @@ int writeOIP(const Area& area, const Msg& original, const LineList& text) {
 
   if ((msg.attr & attr_file) != 0 && !msg.has(int_ignoreattach)) {
     ScratchFile* attach = file_of(Kind::attach, flavor_letter(msg.flavor, OutFile::list));
-    if (attach == nullptr || !write_FIF(msg, *attach)) return 0;
+    if (attach == nullptr || !write_FIF(msg, *attach)) return false;
   }
   if ((msg.attr & attr_request) != 0) {
     ScratchFile* request = file_of(Kind::request, 0);
-    if (request == nullptr || !write_IR(msg, *request)) return 0;
+    if (request == nullptr || !write_IR(msg, *request)) return false;
   }
-  if (msg.has(int_dummyattach)) return 1;
+  if (msg.has(int_dummyattach)) return true;
   ScratchFile* packet = file_of(Kind::packet, flavor_letter(msg.flavor, OutFile::packet));
-  return packet != nullptr && write_packet(area, msg, aka, text, *packet) ? 1 : 0;
-}
-
-uint32_t bink_add(const Area& area, const Msg& msg, const LineList& text) {
-  if (writeOIP(area, msg, text) != 0) return 1;
-  log_line(0, "add_msg error: failed to add mail to bink area\n");
-  return 0;
+  return packet != nullptr && write_packet(area, msg, aka, text, *packet);
 }
 
 void close_scratch_files() {

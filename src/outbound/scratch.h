@@ -33,12 +33,9 @@ void scratch_address_fields(Io& io, Addr& addr) {
 std::string scratch_dir(const Area& area);
 
 /// Writes a message into the scratch directory: to a packet for `msg.routeto`, and what it attaches or
-/// requests into lists; with Dummyattach only those. 1 with the last file's path in `current.lastname`, or 0
-/// with the reason logged. A file that can't take its part whole takes nothing of it.
-int writeOIP(const Area& area, const Msg& msg, const LineList& text);
-
-/// The same, as areas take mail (bases/base_ops.h).
-uint32_t bink_add(const Area& area, const Msg& msg, const LineList& text);
+/// requests into lists; with Dummyattach only those. True with the last file's path in `current.lastname`, or
+/// false with the reason logged. A file that can't take its part whole takes nothing of it.
+bool writeOIP(const Area& area, const Msg& msg, const LineList& text);
 
 /// Closes the scratch files, so that they can be taken away. Their names go on being used.
 void close_scratch_files();

@@ -11,6 +11,7 @@
 #include "actions/header.h"
 #include "actions/move.h"
 #include "actions/nodelist_services.h"
+#include "actions/packets.h"
 #include "actions/run_config.h"
 #include "actions/services.h"
 #include "message/scan.h"
@@ -93,6 +94,12 @@ constexpr ScriptFunction table[] = {
     {"GetMsg", "perl_GetMsg()", 0, 0, count_only, perl_GetMsg},
     {"GetRawMsg", "perl_GetRawMsg()", 0, 0, count_only, perl_GetRawMsg},
     {"ZapText", "perl_ZapText()", 0, 0, count_only, perl_ZapText},
+    {"ReadPkt", "perl_ReadPkt()", 0, 0, count_only, perl_ReadPkt},
+    {"CopyPkt", "perl_CopyPkt()", 1, 1, need_1, perl_CopyPkt},
+    {"MovePkt", "perl_MovePkt()", 1, 1, need_1, perl_MovePkt},
+    {"KillPkt", "perl_KillPkt()", 0, 0, count_only, perl_KillPkt},
+    {"GetPktHdr", "perl_GetPktHdr()", 0, 0, count_only, perl_GetPktHdr},
+    {"SetPktHdr", "perl_SetPktHdr()", 1, 1, "%s argument count (need 1, exist %d\n", perl_SetPktHdr},
     {"DefKeyWord", "perl_DefKeyWord()", 2, 2, need_2, perl_DefKeyWord},
     {"DefDataBlock", "perl_DefDataBlock()", 3, 3, "%s argument count (need 3, exist %d)\n", perl_DefDataBlock},
     {"InvalideTearOrig", "perl_InvalideTearOrig", 0, 0, count_only, perl_InvalideTearOrig},

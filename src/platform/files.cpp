@@ -282,9 +282,15 @@ bool replace_file(std::string_view from, std::string_view to, bool durable) {
 }
 
 bool rewrite_file(std::string_view path, std::string_view bytes, mode_t mode) {
+  return rewrite_file(path, {bytes}, mode);
+}
+
+bool rewrite_file(std::string_view path, std::initializer_list<std::string_view> pieces, mode_t mode) {
   std::string fresh = std::string(path) + ".#";
   Fd file = open_file(fresh, Open::overwrite, mode);
-  bool written = file && write_all(file, bytes) && file.close();
+  bool written = static_cast<bool>(file);
+  for (std::string_view piece : pieces) written = written && write_all(file, piece);
+  written = written && file.close();
   if (written && replace_file(fresh, path, true)) return true;
   int error = errno;
   remove_file(fresh);

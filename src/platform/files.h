@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -110,6 +111,8 @@ bool replace_file(std::string_view from, std::string_view to, bool durable);
 /// Writes a file that is ours alone whole or not at all: built beside the old one as `<path>.#` with `mode`,
 /// flushed, and put in its place. On failure the old one stands.
 bool rewrite_file(std::string_view path, std::string_view bytes, mode_t mode);
+/// The same of bytes that lie apart.
+bool rewrite_file(std::string_view path, std::initializer_list<std::string_view> pieces, mode_t mode);
 
 /// The text of errno's value.
 std::string system_error(int error);

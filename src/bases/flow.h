@@ -1,0 +1,34 @@
+// Lists of attached files in a mailer's outbound (FTS-5005's flow files; docs/formats/flow.md): a line for
+// each file, ended by CR, LF, CR LF or a NUL. `^` ahead of a name: delete it once it is sent; `#`: truncate
+// it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "bases/packet_file.h"
+#include "config/areas.h"
+#include "message/line_list.h"
+#include "message/msg.h"
+
+namespace quelmo {
+
+/// One line of a list.
+struct FlowLine {
+  std::string_view file;  ///< at most what a subject holds; of a longer line the rest is the next one
+  uint16_t flags = 0;     ///< flags_kfs, flags_tfs or none
+};
+
+/// Takes the line at offset `at` of a list, which isn't its end, with up to two of its end's bytes. `at`
+/// always moves on.
+FlowLine take_flow_line(std::string_view list, size_t& at);
+
+/// Loads a list of `area` into `scan`: its bytes, `to` from its name, `from` the own address towards it.
+/// Fails, logged, if it can't be read.
+Load read_FLO(const Area& area, const std::string& path, PktScan& scan);
+
+/// Makes a message of the next line: from the program to the sysop, the file as its subject, FILE and
+/// Dummyattach set.
+void read_FLO_msg(const Area& area, PktScan& scan, LineList& text, Msg& msg);
+
+}  // namespace quelmo
