@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 
+#include "archive/arc_cache.h"
 #include "bases/dates.h"
 #include "bases/highwater.h"
 #include "config/areas.h"
@@ -84,6 +85,7 @@ void free_lists() {
   free_ts_list();
   free_highwater();
   free_scratch_names();
+  free_arc_cache();
   free_global_vars();
   free_nodelists();
 }

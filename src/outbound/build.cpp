@@ -166,9 +166,9 @@ void build_packet(const Area& area, const std::string& path) {
   if (!do_read_pkt(path, header)) return;
   FtnAddr to = pkt_to(header);
   std::string shown = addr_to_text(to);
-  std::string held;
   make_outbound_dirs(area, to);
-  if (!set_bsy(outbound_name(area, to, OutFile::flag), held)) {
+  BusyFlag busy;
+  if (!busy.take(outbound_name(area, to, OutFile::flag))) {
     log_line(1, "Skipping busy system: %s\n", shown.c_str());
     return;
   }
@@ -178,7 +178,6 @@ void build_packet(const Area& area, const std::string& path) {
              out.c_str());
     print_progress(".");
   }
-  kill_bsy(held);
   run.msgs_read++;
 }
 
@@ -224,20 +223,29 @@ void show_progress(OutFile what, std::string_view spec) {
   }
 }
 
+bool dobinkFLO(const std::string& spec, const std::string& path) {
+  Appended result = append_to_list(path, spec);
+  if (result == Appended::not_opened)
+    log_line(0, "dobinkFLO: error opening *.?LO file: `%s'\n", path.c_str());
+  if (result == Appended::not_written)
+    log_line(0, "dobinkFLO: error writing *.?LO file: `%s'\n", path.c_str());
+  return result == Appended::done;
+}
+
 void build_list(const Area& area, const std::string& path, OutFile what) {
   log_line(1, "Outbound handling %s\n", path.c_str());
   std::optional<AttachInfo> info = get_attach_info(path);
   if (!info) return;
   std::string shown = addr_to_text(info->to);
-  std::string held;
   make_outbound_dirs(area, info->to);
-  if (!set_bsy(outbound_name(area, info->to, OutFile::flag), held)) {
+  BusyFlag busy;
+  if (!busy.take(outbound_name(area, info->to, OutFile::flag))) {
     log_line(1, "skipping busy system: %s\n", shown.c_str());
     return;
   }
   std::string list = outbound_name(area, info->to, what, what == OutFile::list ? letter_of(path) : 'f');
   bool attach = what == OutFile::list;
-  if (append_to_list(list, info->spec, "dobinkFLO")) {
+  if (dobinkFLO(info->spec, list)) {
     if (attach) {
       log_line(1, " attach to : %s,   added to: %s\n", shown.c_str(), list.c_str());
     } else {
@@ -253,7 +261,6 @@ void build_list(const Area& area, const std::string& path, OutFile what) {
       }
     }
   }
-  kill_bsy(held);
   run.msgs_read++;
 }
 
@@ -272,22 +279,17 @@ void build(ScriptCall& call, const char* said) {
 
 }  // namespace
 
-bool append_to_list(std::string_view path, std::string_view lines, const char* label) {
-  std::string name(path);
+Appended append_to_list(std::string_view path, std::string_view lines) {
   Fd file = open_file(path, Open::create, 0600);
   int64_t length = file ? file_length(file) : -1;
-  if (length < 0) {
-    log_line(0, "%s: error opening *.?LO file: `%s'\n", label, name.c_str());
-    return false;
-  }
+  if (length < 0) return Appended::not_opened;
   auto end = static_cast<uint64_t>(length);
   char last = '\n';
-  if (end > 0 && read_at(file, &last, 1, end - 1) != 1) last = '\n';
+  if (end > 0 && read_at(file, &last, 1, end - 1) != 1) return Appended::not_opened;
   std::string bytes = last == '\n' || last == '\r' ? "" : "\r\n";
-  if (write_at(file, bytes.append(lines), end)) return file.close();
-  log_line(0, "%s: error writing *.?LO file: `%s'\n", label, name.c_str());
+  if (write_at(file, bytes.append(lines), end)) return file.close() ? Appended::done : Appended::not_written;
   truncate_at(file, end);
-  return false;
+  return Appended::not_written;
 }
 
 void do_outbound(const Area& area) {

@@ -15,9 +15,11 @@ namespace quelmo {
 /// contents stand in the outbound.
 void do_outbound(const Area& area);
 
-/// Adds lines to a list, behind a line end if its last line has none; the list is made if it is missing.
-/// False, logged with `label`, if they can't be written; then nothing of them is left.
-bool append_to_list(std::string_view path, std::string_view lines, const char* label);
+enum class Appended { done, not_opened, not_written };
+
+/// Adds lines to a list, behind a line end if its last line has none; the list is made if it is missing. What
+/// can't be written whole isn't written.
+Appended append_to_list(std::string_view path, std::string_view lines);
 
 /// DoBinkOutbound(area) and its siblings: as do_outbound. The layout is the area's own.
 void perl_DoBinkOutbound(ScriptCall& call);

@@ -14,6 +14,8 @@
 #include "actions/packets.h"
 #include "actions/run_config.h"
 #include "actions/services.h"
+#include "archive/pack.h"
+#include "archive/unpack.h"
 #include "message/scan.h"
 #include "nodelist/routing.h"
 #include "outbound/build.h"
@@ -70,6 +72,8 @@ constexpr ScriptFunction table[] = {
     {"CheckPath", "perl_CheckPath()", 1, 1, need_1, perl_CheckPath},
     {"KillKludge", "perl_KillKludge()", 0, 1, count_only, perl_KillKludge},
     {"SubstText", "perl_SubstText", 1, 2, "%s argument count (need 1 or 2, exist %d)\n", perl_SubstText},
+    {"Unpack", "perl_Unpack", 1, 2, "%s argument count(need 1 or 2, exist %d)\n", perl_Unpack},
+    {"PackPKT", "perl_PackPkt()", 2, 4, "%s argument count (need 2 ... 4, exist %d)\n", perl_PackPKT},
     {"Log", "perl_Log()", 2, 2, "\a%s argument count (need 2, exist %d)\n", perl_Log},
     {"WriteString", "perl_WriteString()", 1, 2, "%s argument count(need 1 or 2, exist %d)\n", perl_WriteString},
     {"GetUplink", "perl_GetUplink", 1, 1, need_1, perl_GetUplink},
