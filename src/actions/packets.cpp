@@ -35,8 +35,7 @@ std::string header_date(const PktHeader& h) {
 // The shared part of CopyPkt and MovePkt: true if a copy stands in the area that the call names.
 bool copy_packet(const ScriptCall& call) {
   if (!in_packet()) return false;
-  std::string tag(trim_spaces(call.text(0)));
-  expand_macro(tag);
+  std::string tag = expanded_arg(call, 0);
   if (area_type(tag) != area_pkt) return false;
   const Area* area = find_area(area_pkt, tag);
   if (area == nullptr) {

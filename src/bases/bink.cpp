@@ -106,12 +106,8 @@ void search_domains(const Area& area, std::vector<std::string>& list) {
   }
 }
 
-const Area& scanned_area() {
-  return *find_area(area_bink, CurMsg.tag);
-}
-
 bool set_flag(PktScan& scan) {
-  std::string flag = flag_of_path(scanned_area(), scan.name);
+  std::string flag = flag_of_path(scan.area, scan.name);
   log_line(3, "read_msg (bink): setting bsy: `%s'\n", flag.c_str());
   if (set_bsy(flag, scan.busy_flag)) return true;
   log_line(1, "Skipping busy ?ut/?lo: `%s'\n", scan.name.c_str());
@@ -119,7 +115,9 @@ bool set_flag(PktScan& scan) {
 }
 
 void release_flag(PktScan& scan, const char* caller) {
-  if (!scan.busy_flag.empty()) log_line(3, "%s: killing bsy: `%s'\n", caller, scan.busy_flag.c_str());
+  if (!scan.busy_flag.name.empty()) {
+    log_line(3, "%s: killing bsy: `%s'\n", caller, scan.busy_flag.name.c_str());
+  }
   kill_bsy(scan.busy_flag);
 }
 
@@ -140,7 +138,7 @@ bool load_next(PktScan& scan, const char* label) {
     return false;
   }
   bool list = is_list_name(scan.name);
-  Load load = list ? read_FLO(scanned_area(), scan.name, scan) : load_packet(scan.name, scan);
+  Load load = list ? read_FLO(scan.name, scan) : load_packet(scan.name, scan);
   if (load == Load::ok && scan.end_off != 0) return true;
   if (load != Load::ok) log_line(3, "%s error reading file `%s'\n", label, scan.name.c_str());
   give_up(scan, load == Load::damaged);
@@ -149,7 +147,7 @@ bool load_next(PktScan& scan, const char* label) {
 
 bool take_message(PktScan& scan) {
   if (scan.is_list) {
-    read_FLO_msg(scanned_area(), scan, current.text, current.hdr);
+    read_FLO_msg(scan, current.text, current.hdr);
     return true;
   }
   if (!read_packed_msg(scan, current.text)) return false;
@@ -189,6 +187,7 @@ std::vector<std::string> list_outbound(const Area& area) {
 
 bool bink_select(const Area& area) {
   PktScan& scan = CurMsg.pkt;
+  scan.area = area;
   scan.list = list_outbound(area);
   scan.index = 0;
   return true;
@@ -222,7 +221,7 @@ uint32_t bink_add(const Area& area, const Msg& msg, const LineList& text) {
 bool bink_update() {
   PktScan& scan = CurMsg.pkt;
   bool changed = current.hdr.has(int_changed);
-  bool written = !changed || writeOIP(scanned_area(), current.hdr, current.text);
+  bool written = !changed || writeOIP(scan.area, current.hdr, current.text);
   if (changed && written) {
     drop_current(scan);
   } else {
@@ -241,7 +240,7 @@ bool bink_kill() {
 
 void bink_take_route() {
   current.hdr.routeto = CurMsg.pkt.to;
-  current.hdr.flavor = flavor_of_name(scanned_area(), CurMsg.pkt.name);
+  current.hdr.flavor = flavor_of_name(CurMsg.pkt.area, CurMsg.pkt.name);
 }
 
 void bink_close() {

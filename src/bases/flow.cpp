@@ -31,7 +31,8 @@ FlowLine take_flow_line(std::string_view list, size_t& at) {
   return line;
 }
 
-Load read_FLO(const Area& area, const std::string& path, PktScan& scan) {
+Load read_FLO(const std::string& path, PktScan& scan) {
+  const Area& area = scan.area;
   std::optional<OutboundName> name = read_outbound_name(area, path);
   FtnAddr unknown = {.zone = config.main_address.zone};
   scan.to = name ? name->to : unknown;
@@ -50,13 +51,13 @@ Load read_FLO(const Area& area, const std::string& path, PktScan& scan) {
   return Load::ok;
 }
 
-void read_FLO_msg(const Area& area, PktScan& scan, LineList& text, Msg& msg) {
+void read_FLO_msg(PktScan& scan, LineList& text, Msg& msg) {
   scan.prev_off = scan.cur_off;
   FlowLine line = take_flow_line(std::string_view(scan.buffer).substr(0, scan.end_off), scan.cur_off);
   msg.to = scan.to;
   msg.from = scan.from;
   msg.routeto = scan.to;
-  msg.flavor = flavor_of_name(area, scan.name);
+  msg.flavor = flavor_of_name(scan.area, scan.name);
   msg.time = std::time(nullptr);
   msg.date = unix_to_fts(msg.time);
   msg.fromname = std::string(program_name) + " " + version_string;

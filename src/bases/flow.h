@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "bases/packet_file.h"
-#include "config/areas.h"
 #include "message/line_list.h"
 #include "message/msg.h"
 
@@ -23,12 +22,12 @@ struct FlowLine {
 /// always moves on.
 FlowLine take_flow_line(std::string_view list, size_t& at);
 
-/// Loads a list of `area` into `scan`: its bytes, `to` from its name, `from` the own address towards it.
-/// Fails, logged, if it can't be read.
-Load read_FLO(const Area& area, const std::string& path, PktScan& scan);
+/// Loads a list of the scanned area into `scan`: its bytes, `to` from its name, `from` the own address
+/// towards it. Fails, logged, if it can't be read.
+Load read_FLO(const std::string& path, PktScan& scan);
 
 /// Makes a message of the next line: from the program to the sysop, the file as its subject, FILE and
 /// Dummyattach set.
-void read_FLO_msg(const Area& area, PktScan& scan, LineList& text, Msg& msg);
+void read_FLO_msg(PktScan& scan, LineList& text, Msg& msg);
 
 }  // namespace quelmo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "core/dirs.h"
 #include "core/log.h"
@@ -269,18 +270,23 @@ uint16_t flavor_of_name(const Area& area, std::string_view path) {
   return 0;
 }
 
-bool set_bsy(const std::string& flag, std::string& held) {
-  held.clear();
+bool set_bsy(const std::string& flag, BusyFlag& held) {
+  held = BusyFlag();
   if (config.ignore_bsy) return true;
-  if (!open_file(flag, Open::create_new, 0600)) return false;
-  held = flag;
+  Fd file = open_file(flag, Open::create_new, 0600);
+  if (!file) return false;
+  held = {.name = flag, .file = file_info(file).value_or(FileInfo())};
   return true;
 }
 
-void kill_bsy(std::string& held) {
-  if (held.empty()) return;
-  if (!remove_file(held)) log_line(0, "dobinkout: error deleting *.bsy file: `%s'\n", held.c_str());
-  held.clear();
+void kill_bsy(BusyFlag& held) {
+  BusyFlag flag = std::exchange(held, BusyFlag());
+  if (flag.name.empty()) return;
+  std::optional<FileInfo> now = file_info(flag.name);
+  if (now && !same_file(*now, flag.file)) return;
+  if (!remove_file(flag.name)) {
+    log_line(0, "dobinkout: error deleting *.bsy file: `%s'\n", flag.name.c_str());
+  }
 }
 
 }  // namespace quelmo

@@ -17,6 +17,7 @@
 
 #include "config/areas.h"
 #include "core/address.h"
+#include "message/packet_scan.h"
 
 namespace quelmo {
 
@@ -65,12 +66,12 @@ std::string_view flavor_word(char letter);
 uint16_t flavor_of_name(const Area& area, std::string_view path);
 
 /// Makes a busy flag: a file that must not exist yet. True if the system is ours now; then `held` is the
-/// flag's name, or empty where flags are ignored. False if it is busy, or the flag can't be made.
-bool set_bsy(const std::string& flag, std::string& held);
+/// flag, or none where flags are ignored. False if it is busy, or the flag can't be made.
+bool set_bsy(const std::string& flag, BusyFlag& held);
 
-/// Removes the flag that set_bsy made and forgets it. Nothing for an empty `held`: a flag that this run
-/// didn't make stays.
-void kill_bsy(std::string& held);
+/// Removes the flag that set_bsy made and forgets it. Nothing for an empty `held`, and nothing if another
+/// program has taken our flag away and set its own: only who made a flag removes it.
+void kill_bsy(BusyFlag& held);
 
 /// A flag that is held as long as this lives.
 class BusyFlag {

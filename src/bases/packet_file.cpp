@@ -79,8 +79,8 @@ std::string_view part(const PktScan& scan, size_t from, size_t to) {
 bool still_as_loaded(const PktScan& scan) {
   std::optional<FileInfo> now = file_info(scan.name);
   const FileInfo& then = scan.file;
-  return now && now->size == then.size && now->inode == then.inode && now->device == then.device &&
-         now->mtime == then.mtime && now->mtime_ns == then.mtime_ns;
+  return now && same_file(*now, then) && now->size == then.size && now->mtime == then.mtime &&
+         now->mtime_ns == then.mtime_ns;
 }
 
 // A list keeps its identity: mailers and tossers append to it.

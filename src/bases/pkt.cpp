@@ -82,17 +82,13 @@ bool load_next(PktScan& scan, const char* label) {
   return false;
 }
 
-const Area& scanned_area() {
-  return *find_area(CurMsg.type, CurMsg.tag);
-}
-
 // The header of the packet that a changed message goes to. With another destination it gets that one's zones
 // and password: the old password is nobody else's.
-PktHeader header_for(const PktScan& scan, const Area& area, const FtnAddr& to) {
+PktHeader header_for(const PktScan& scan, const FtnAddr& to) {
   PktHeader header = scan.header;
   if (addr_equal(to, scan.to)) return header;
   set_pkt_to(header, to);
-  set_pkt_password(header, packet_password(area, to));
+  set_pkt_password(header, packet_password(scan.area, to));
   return header;
 }
 
@@ -102,8 +98,7 @@ FtnAddr packed_origin(const Msg& msg) {
 
 bool write_changed(const PktScan& scan) {
   const Msg& hdr = current.hdr;
-  const Area& area = scanned_area();
-  return write_pkt_msg(area, header_for(scan, area, hdr.routeto), msg_to_packed(hdr, packed_origin(hdr)),
+  return write_pkt_msg(scan.area, header_for(scan, hdr.routeto), msg_to_packed(hdr, packed_origin(hdr)),
                        current.text, hdr.flavor);
 }
 
@@ -124,6 +119,7 @@ bool is_pkt_name(std::string_view name) {
 bool pkt_select(const Area& area) {
   PktScan& scan = CurMsg.pkt;
   forget_pkt_names();
+  scan.area = area;
   scan.index = -1;
   std::string dir = area.path.str();
   if (area.box_kind == box_none) {

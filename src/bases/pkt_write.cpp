@@ -152,9 +152,7 @@ bool has_end(const PktName& packet) {
 Opened ready_packet(PktName& packet) {
   std::optional<FileInfo> info;
   if (packet.file) info = file_info(packet.path);
-  const FileInfo& known = packet.info;
-  bool same = info && info->device == known.device && info->inode == known.inode;
-  if (same && info->size == known.size) return Opened::ok;
+  if (info && same_file(*info, packet.info) && info->size == packet.info.size) return Opened::ok;
   Opened opened = open_packet(packet);
   if (opened != Opened::ok || has_end(packet)) return opened;
   log_line(0, "write_pkt_msg: seek error in `%s'\n", packet.path.c_str());

@@ -71,9 +71,7 @@ void remove_lock() {
   std::optional<FileInfo> ours = file_info(run.lock_fd);
   std::optional<FileInfo> there = file_info(run.lock_made);
   run.lock_fd.reset();
-  if (ours && there && ours->device == there->device && ours->inode == there->inode) {
-    remove_file(run.lock_made);
-  }
+  if (ours && there && same_file(*ours, *there)) remove_file(run.lock_made);
   run.lock_made.clear();
 }
 

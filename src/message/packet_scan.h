@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "config/areas.h"
 #include "core/address.h"
 #include "core/fixed_text.h"
 #include "platform/files.h"
@@ -65,10 +66,17 @@ struct PackedMsg {
   FixedText<72> subject;
 };
 
+/// A busy flag that this run made (bases/outbound_names.h); no name: none.
+struct BusyFlag {
+  std::string name;
+  FileInfo file;  ///< to tell it from another's that has come in its place
+};
+
 /// The scan of a pkt or bink area. One file at a time is held in memory: a packet's messages, or the lines of
 /// a list. What is kept of it stands at the start of `buffer`, what is still unread at its end; while nothing
 /// was dropped the two meet, and nothing has been moved.
 struct PktScan {
+  Area area;                      ///< the area as it was defined when the scan began
   std::vector<std::string> list;  ///< paths
   int index = -1;  ///< entry being read, or the next one once its last message was handed out; -1: none yet
   PktHeader header;
@@ -90,7 +98,7 @@ struct PktScan {
   bool packet_done = false;  ///< `index` has moved past a finished packet
   uint32_t msg_count = 0;    ///< messages handed out in this scan
   uint32_t stamp = 0;        ///< a list: sets its messages apart from those of other lists
-  std::string busy_flag;     ///< bink: the flag that this scan made and still holds; empty: none
+  BusyFlag busy_flag;        ///< bink: held while a file is in work
 };
 
 }  // namespace quelmo

@@ -90,6 +90,11 @@ struct FileInfo {
   uint64_t inode = 0;
 };
 
+/// True if both tell of one file, whatever it holds.
+constexpr bool same_file(const FileInfo& a, const FileInfo& b) {
+  return a.device == b.device && a.inode == b.inode;
+}
+
 FileInfo info_of(const struct stat& st);
 /// Follows symbolic links.
 std::optional<FileInfo> file_info(std::string_view path);

@@ -116,10 +116,10 @@ TEST_F(OutboundNames, FlavoursOfNames) {
 
 TEST_F(OutboundNames, AFlagIsRemovedOnlyByItsMaker) {
   std::string flag = dir + "00010002.bsy";
-  std::string held;
+  BusyFlag held;
   ASSERT_TRUE(set_bsy(flag, held));
   EXPECT_TRUE(file_exists(flag));
-  std::string other;
+  BusyFlag other;
   EXPECT_FALSE(set_bsy(flag, other));
   config.ignore_bsy = true;
   EXPECT_TRUE(set_bsy(flag, other));
@@ -127,6 +127,12 @@ TEST_F(OutboundNames, AFlagIsRemovedOnlyByItsMaker) {
   EXPECT_TRUE(file_exists(flag));
   kill_bsy(held);
   EXPECT_FALSE(file_exists(flag));
+  config.ignore_bsy = false;
+  ASSERT_TRUE(set_bsy(flag, held));
+  touch("another's");
+  ASSERT_TRUE(replace_file(dir + "another's", flag, false));
+  kill_bsy(held);
+  EXPECT_TRUE(file_exists(flag));
 }
 
 }  // namespace
