@@ -3,6 +3,9 @@
 #include <iterator>
 
 #include "bases/fido.h"
+#include "bases/jam.h"
+#include "bases/jam_check.h"
+#include "bases/jam_pack.h"
 #include "bases/text_area.h"
 
 namespace quelmo {
@@ -24,7 +27,17 @@ constexpr BaseOps table[] = {
     {.name = "bink", .rewritten_whole = true},
     {.name = "pkt", .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .kill = text_kill},
-    {.name = "JAM", .tells_number = true},
+    {.name = "JAM",
+     .select = jam_select,
+     .read = jam_read,
+     .add = jam_add,
+     .update = jam_update,
+     .kill = jam_kill,
+     .rewind = jam_rewind,
+     .close = jam_close,
+     .pack = jam_pack,
+     .look = jam_look,
+     .tells_number = true},
 };
 static_assert(std::size(table) == area_type_count);
 
