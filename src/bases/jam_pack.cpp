@@ -23,18 +23,17 @@ struct Packed {
   std::string head;     ///< the first bytes of .jhr, reserved ones as they were
   std::string headers;  ///< what follows them, subfields and all
   std::string index;
-  std::vector<std::string_view> texts;  ///< pieces of the old .jdt, in their new order
+  std::vector<FileRange> texts;  ///< of the old .jdt, in their new order
   uint64_t text_size = 0;
   uint32_t count = 0;
 };
 
-void add_text_piece(Packed& packed, std::string_view text) {
-  packed.text_size += text.size();
-  if (text.empty()) return;
-  bool follows =
-      !packed.texts.empty() && packed.texts.back().data() + packed.texts.back().size() == text.data();
+void add_text(Packed& packed, FileRange text) {
+  packed.text_size += text.size;
+  if (text.size == 0) return;
+  bool follows = !packed.texts.empty() && packed.texts.back().at + packed.texts.back().size == text.at;
   if (follows) {
-    packed.texts.back() = {packed.texts.back().data(), packed.texts.back().size() + text.size()};
+    packed.texts.back().size += text.size;
   } else {
     packed.texts.push_back(text);
   }
@@ -49,7 +48,7 @@ bool has_room(const Packed& packed, const JAMHDR& hdr) {
 }
 
 /// Takes the message of an index record over, unless it is deleted.
-bool pack_message(JamScan& scan, const JAMIDX& idx, std::string_view old_texts, Packed& packed) {
+bool pack_message(JamScan& scan, const JAMIDX& idx, Packed& packed) {
   JAMHDR hdr;
   if (!load_jam_header(scan.jhr, idx.HdrOffset, hdr)) return false;
   if ((hdr.Attribute & jam_deleted) != 0) return true;
@@ -57,22 +56,21 @@ bool pack_message(JamScan& scan, const JAMIDX& idx, std::string_view old_texts, 
   std::optional<std::string_view> subfields =
       window_at(scan.jhr, uint64_t{idx.HdrOffset} + jam_header_size, hdr.SubfieldLen);
   if (!subfields) return jam_fail(jam_read_failed);
-  if (hdr.TxtLen != 0 && (hdr.TxtOffset > old_texts.size() || hdr.TxtLen > old_texts.size() - hdr.TxtOffset))
-    return jam_fail(jam_read_failed);
+  FileRange text = {.at = hdr.TxtOffset, .size = hdr.TxtLen};
+  if (text.size != 0 && text.at + text.size > scan.jdt.length) return jam_fail(jam_read_failed);
 
-  std::string_view text = hdr.TxtLen != 0 ? old_texts.substr(hdr.TxtOffset, hdr.TxtLen) : std::string_view();
   hdr.MsgNum = ++packed.count;
   hdr.TxtOffset = static_cast<uint32_t>(packed.text_size);
   JAMIDX moved = {.UserCRC = idx.UserCRC,
                   .HdrOffset = static_cast<uint32_t>(jam_info_size + packed.headers.size())};
   packed.index += jam_encode(moved);
   packed.headers.append(jam_encode(hdr)).append(*subfields);
-  add_text_piece(packed, text);
+  add_text(packed, text);
   return true;
 }
 
 /// Goes over the index; false if anything in the base isn't as it should be.
-bool collect(JamScan& scan, std::string_view old_texts, size_t step, Packed& packed) {
+bool collect(JamScan& scan, size_t step, Packed& packed) {
   uint64_t records = (scan.jdx.length + jam_index_size - 1) / jam_index_size;
   for (uint64_t i = 0; i < records; i++) {
     check_signals();
@@ -80,25 +78,26 @@ bool collect(JamScan& scan, std::string_view old_texts, size_t step, Packed& pac
     std::optional<std::string_view> bytes = window_at(scan.jdx, i * jam_index_size, jam_index_size);
     if (!bytes) return jam_fail(jam_read_failed);
     auto idx = jam_decode<JAMIDX>(*bytes);
-    if (!idx.dead() && !pack_message(scan, idx, old_texts, packed)) return false;
+    if (!idx.dead() && !pack_message(scan, idx, packed)) return false;
   }
   return true;
 }
 
 std::vector<PackedFile> files_of(const JamScan& scan, const Packed& packed, std::string_view head) {
   return {{.extension = ".jhr", .file = &scan.jhr.fd, .pieces = {head, packed.headers}},
-          {.extension = ".jdt", .file = &scan.jdt.fd, .pieces = packed.texts},
+          {.extension = ".jdt", .file = &scan.jdt.fd, .pieces = {}, .ranges = packed.texts},
           {.extension = ".jdx", .file = &scan.jdx.fd, .pieces = {packed.index}}};
 }
 
 /// Rewrites the files of the base. Headers and texts of two states may fit each other by their numbers alone,
 /// so the head has no signature until all is written: what a killed pack leaves isn't taken for a base.
-bool rewrite(const JamScan& scan, const Packed& packed) {
+bool rewrite(std::string_view path, const JamScan& scan, const Packed& packed) {
   std::string unsigned_head = packed.head;
   unsigned_head.replace(0, 4, 4, '\0');
   if (!write_at(scan.jhr.fd, unsigned_head.substr(0, 4), 0) || !flush_to_disk(scan.jhr.fd)) return false;
   for (const PackedFile& file : files_of(scan, packed, unsigned_head)) {
-    if (!write_in_place(file)) return false;
+    bool written = file.ranges.empty() ? write_in_place(file) : copy_image_in_place(path, file);
+    if (!written) return false;
   }
   return write_at(scan.jhr.fd, packed.head.substr(0, 4), 0) && flush_to_disk(scan.jhr.fd);
 }
@@ -107,7 +106,7 @@ bool rewrite(const JamScan& scan, const Packed& packed) {
 bool put_in_place(const Area& area, const JamScan& scan, const Packed& packed) {
   std::vector<PackedFile> image = files_of(scan, packed, packed.head);
   if (!write_image(area.path, image)) return jam_fail(jam_write_failed);
-  if (!rewrite(scan, packed)) {
+  if (!rewrite(area.path, scan, packed)) {
     log_line(0, "jam_pack: error writing the base: %s; the mail is in `%s'\n", system_error(errno).c_str(),
              image_path(area.path).c_str());
     return jam_fail(jam_write_failed);
@@ -125,16 +124,12 @@ size_t progress_step(const JamScan& scan, const std::string& title) {
 /// The pack of a base that is open and locked.
 bool pack_locked(const Area& area, JamScan& scan) {
   Packed packed;
-  std::string old_texts;
-  if (!jam_read_at(scan.jhr.fd, 0, jam_info_size, packed.head) ||
-      !jam_read_at(scan.jdt.fd, 0, scan.jdt.length, old_texts)) {
-    return false;
-  }
+  if (!jam_read_at(scan.jhr.fd, 0, jam_info_size, packed.head)) return false;
   packed.headers.reserve(scan.jhr.length);
   packed.index.reserve(scan.jdx.length);
   std::string title = "\npacking JAM base (" + upper(area.tag) + ") ";
   print_progress("%s", title.c_str());
-  if (!collect(scan, old_texts, progress_step(scan, title), packed)) return false;
+  if (!collect(scan, progress_step(scan, title), packed)) return false;
 
   scan.info.ActiveMsgs = packed.count;
   scan.info.ModCounter = 0;
@@ -143,8 +138,8 @@ bool pack_locked(const Area& area, JamScan& scan) {
   if (!put_in_place(area, scan, packed)) return false;
   if (config.chat) {
     std::string sizes =
-        format_text("JAM area: %s.  Original size= %zu. Packed size= %zu.\n", area.tag.c_str(),
-                    old_texts.size(), static_cast<size_t>(packed.text_size));
+        format_text("JAM area: %s.  Original size= %ju. Packed size= %ju.\n", area.tag.c_str(),
+                    static_cast<uintmax_t>(scan.jdt.length), static_cast<uintmax_t>(packed.text_size));
     print_progress(" done.\n%s", sizes.c_str());
     log_text(1, sizes);
   }
