@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "bases/dates.h"
 #include "core/address.h"
@@ -82,11 +83,19 @@ constexpr FieldKind field_kinds[] = {
 };
 
 const FieldKind* kind_of(uint16_t id) {
-  for (const FieldKind& kind : field_kinds) {
-    if (kind.id == id) return &kind;
-  }
-  return nullptr;
+  // The ids form two runs: a subfield's kind is found without a search.
+  constexpr size_t second_run = 9;
+  size_t i = id >= jam_kludge ? id - jam_kludge + second_run : (id == jam_file ? second_run - 1 : id);
+  return i < std::size(field_kinds) && field_kinds[i].id == id ? &field_kinds[i] : nullptr;
 }
+
+constexpr bool kinds_in_place() {
+  for (size_t i = 0; i < 8; i++) {
+    if (field_kinds[i].id != i || (i < 4 && field_kinds[9 + i].id != jam_kludge + i)) return false;
+  }
+  return std::size(field_kinds) == 13 && field_kinds[8].id == jam_file;
+}
+static_assert(kinds_in_place());
 
 std::string_view text_value(std::string_view value) {
   value = value.substr(0, value_limit);
@@ -126,61 +135,61 @@ void take_address(std::string_view value, FtnAddr& addr, std::string& full) {
   addr.node = static_cast<uint16_t>(to_number(value.substr(slash + 1)));
 }
 
-// Names, subject and addresses.
-void take_header_fields(std::string_view subfields, bool netmail, Msg& msg, LineList& text) {
-  std::string from;
-  std::string to;
-  Subfield field;
-  while (next_subfield(subfields, field)) {
-    std::string_view value = text_value(field.value);
-    if (field.id == jam_from_address) take_address(value, msg.from, from);
-    if (field.id == jam_to_address) take_address(value, msg.to, to);
-    if (field.id == jam_from_name) msg.fromname = value;
-    if (field.id == jam_to_name) msg.toname = value;
-    if (field.id == jam_subject || field.id == jam_file) msg.subject = value;
-  }
-  if (netmail && !from.empty() && !to.empty()) append_control(text, "\x01INTL ", to + " " + from);
-}
-
 void append_tail(std::string& tail, const FieldKind& kind, std::string_view value, size_t limit) {
   tail.append(kind.prefix).append(value.substr(0, limit)).push_back('\r');
 }
 
-// The lines of a subfield: control lines go to `text`, others gather in `tail`.
-void take_line(const JAMHDR& hdr, const Subfield& field, const Msg& msg, LineList& text, std::string& tail) {
+// What a read message gathers beside its Msg.
+struct Gathered {
+  LineList& text;     // the control lines
+  std::string& tail;  // the lines behind the text
+  std::string from;   // address texts without points, for INTL
+  std::string to;
+};
+
+void take_point(uint16_t point, std::string_view prefix, bool netmail, LineList& text) {
+  if (netmail && point != 0) append_control(text, prefix, std::to_string(point));
+}
+
+// A subfield that is a part of the header.
+void take_header_field(JamField id, std::string_view value, bool netmail, Msg& msg, Gathered& out) {
+  if (id == jam_from_address) {
+    take_address(value, msg.from, out.from);
+    take_point(msg.from.point,
+               "\x01"
+               "FMPT ",
+               netmail, out.text);
+  } else if (id == jam_to_address) {
+    take_address(value, msg.to, out.to);
+    take_point(msg.to.point, "\x01TOPT ", netmail, out.text);
+  } else if (id == jam_from_name) {
+    msg.fromname = value;
+  } else if (id == jam_to_name) {
+    msg.toname = value;
+  } else {
+    msg.subject = value;
+  }
+}
+
+void take_subfield(const Subfield& field, uint32_t attribute, Msg& msg, Gathered& out) {
   constexpr size_t via_limit = 251;
   const FieldKind* kind = kind_of(field.id);
   if (kind == nullptr) return;
   std::string_view value = text_value(field.value);
-  bool netmail = (hdr.Attribute & jam_netmail) != 0;
+  std::string_view shown = value.substr(0, kind->read_limit);
   switch (kind->line) {
     case Line::none:
-      if (netmail && kind->id == jam_from_address && msg.from.point != 0)
-        append_control(text,
-                       "\x01"
-                       "FMPT ",
-                       std::to_string(msg.from.point));
-      if (netmail && kind->id == jam_to_address && msg.to.point != 0)
-        append_control(text, "\x01TOPT ", std::to_string(msg.to.point));
-      break;
+      return take_header_field(kind->id, value, (attribute & jam_netmail) != 0, msg, out);
     case Line::control:
-      append_control(text, kind->prefix, value.substr(0, kind->read_limit));
-      break;
+      return append_control(out.text, kind->prefix, shown);
     case Line::kludge:
-      if (starts_nocase(value, "Via ")) {
-        append_tail(tail, *kind, value, via_limit);
-      } else {
-        append_control(text, kind->prefix, value.substr(0, kind->read_limit));
-      }
-      break;
+      if (!starts_nocase(value, "Via ")) return append_control(out.text, kind->prefix, shown);
+      return append_tail(out.tail, *kind, value, via_limit);
     case Line::tail:
-      append_tail(tail, *kind, value, kind->read_limit);
-      break;
-    case Line::flags: {
-      unsigned words = flags_from_line(value) | from_attribute(flag_map, hdr.Attribute);
-      append_control(text, kind->prefix, flags_to_text(static_cast<uint16_t>(words)));
-      break;
-    }
+      return append_tail(out.tail, *kind, value, kind->read_limit);
+    case Line::flags:
+      unsigned words = flags_from_line(value) | from_attribute(flag_map, attribute);
+      return append_control(out.text, kind->prefix, flags_to_text(static_cast<uint16_t>(words)));
   }
 }
 
@@ -206,10 +215,12 @@ void jam_to_msg(const JAMHDR& hdr, std::string_view subfields, std::string_view 
   msg.time = static_cast<std::time_t>(hdr.DateWritten) - utc_offset_hours() * 3600L;
   msg.date = unix_to_fts(msg.time);
   msg.attr = from_attribute(attr_map, hdr.Attribute);
-  take_header_fields(subfields, (hdr.Attribute & jam_netmail) != 0, msg, text);
   tail.clear();
+  Gathered gathered = {.text = text, .tail = tail, .from = {}, .to = {}};
   Subfield field;
-  while (next_subfield(subfields, field)) take_line(hdr, field, msg, text, tail);
+  while (next_subfield(subfields, field)) take_subfield(field, hdr.Attribute, msg, gathered);
+  if ((hdr.Attribute & jam_netmail) != 0 && !gathered.from.empty() && !gathered.to.empty())
+    text.insert(0, "\x01INTL " + gathered.to + " " + gathered.from + "\r");
 
   body = body.substr(0, body.find('\0'));
   if (tail.empty() || body.empty() || ends_line(body)) {
