@@ -149,11 +149,10 @@ bool count_change(const JamScan& scan, JAMHDRINFO info, int change) {
 /// Writes a new message behind the others; its number, or 0.
 uint32_t write_new(JamScan& scan, JAMHDR& hdr, const JAMIDX& idx, const JamParts& parts) {
   uint64_t number = scan.jdx.length / jam_index_size + scan.info.BaseMsgNum;
-  if (!fits(scan.jhr, jam_header_size + parts.subfields.size(), ".jhr") ||
-      !fits(scan.jdt, parts.body.size(), ".jdt")) {
-    return 0;
-  }
-  if (number >= UINT32_MAX) return jam_fail(jam_write_failed) ? 1 : 0;
+  bool room = fits(scan.jhr, jam_header_size + parts.subfields.size(), ".jhr") &&
+              fits(scan.jdt, parts.body.size(), ".jdt") &&
+              (number < UINT32_MAX || jam_fail(jam_write_failed));
+  if (!room) return 0;
   FileEnds ends = ends_of(scan);
   hdr.MsgNum = static_cast<uint32_t>(number);
   hdr.TxtOffset = static_cast<uint32_t>(ends.jdt);

@@ -151,6 +151,7 @@ bool pack_locked(const Area& area, JamScan& scan) {
 int jam_pack(const Area& area) {
   current.jam_errno = jam_ok;
   JamScan scan;
+  log_leftover_image(area, jam_extensions);
   if (!open_jam(area.path, Open::update, scan)) return 0;
   JamLock lock(scan.jhr.fd, false);
   if (!lock || !read_jam_info(scan.jhr, scan.info) || !measure_jam(scan)) return 0;
