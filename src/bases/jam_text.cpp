@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "bases/dates.h"
 #include "core/address.h"
@@ -309,6 +310,18 @@ void store_kludge(std::string_view line, JAMHDR& hdr, std::string& block, bool& 
   add_subfield(block, kludge.id, kludge.value);
 }
 
+// The address as it is stored. Of echomail, whose lines don't tell points, an address that hasn't changed
+// keeps the point that it has.
+std::string stored_address(FtnAddr addr, JamField id, std::string_view old_subfields, bool netmail) {
+  Subfield field;
+  FtnAddr old;
+  while (!netmail && addr.point == 0 && next_subfield(old_subfields, field)) {
+    bool found = field.id == id && addr_parse(text_value(field.value), old) == 1;
+    if (found && old.zone == addr.zone && addr_match_depth(old, addr) >= 3) addr.point = old.point;
+  }
+  return addr_with_domain(addr);
+}
+
 }  // namespace
 
 void msg_to_jam(const Msg& msg, JAMHDR& hdr) {
@@ -326,8 +339,9 @@ void text_to_jam(const Msg& msg, const LineList& text, std::string_view old_subf
   hdr.ReplyCRC = crc32_start;
   parts.subfields.clear();
   parts.body.clear();
-  add_subfield(parts.subfields, jam_from_address, addr_with_domain(msg.from));
-  add_subfield(parts.subfields, jam_to_address, addr_with_domain(msg.to));
+  bool netmail = (hdr.Attribute & jam_netmail) != 0;
+  for (auto [id, addr] : {std::pair(jam_from_address, &msg.from), std::pair(jam_to_address, &msg.to)})
+    add_subfield(parts.subfields, id, stored_address(*addr, id, old_subfields, netmail));
   add_subfield(parts.subfields, jam_from_name, msg.fromname);
   add_subfield(parts.subfields, jam_to_name, msg.toname);
   idx.UserCRC = jam_crc(msg.toname);

@@ -100,6 +100,23 @@ sub whole {
     is($drop->{attribute} & 0x600, 0, 'no line, no bits');
 }
 
+{    # The sender of an echomail keeps the point that no line tells of.
+    my $s = base('echomail', messages => [map { {attribute => 0x01000000, sf => [0, $_, 2, 'Bob', 3, 'All', 6, 'S']} } '2:5020/7.12@dom', '2:5020/7']);
+    $s->run(script => $CHANGE)->ended_well;
+    is_deeply([map { sf_of($_, 0) } @{get_jam($s, 'ECHO')->{messages}}], ['2:5020/7.12@testnet', '2:5020/7@testnet'], 'addresses of echomail');
+}
+
+{    # A base that is full: sparse files of nearly 4 GB.
+    for my $file (qw(jhr jdt)) {
+        my $s = base('', areas => {IN => [{text => "Hi\r" x 9}]}, messages => [{text => "a\r"}]);
+        truncate $s->path("ECHO.$file"), 0xFFFFFFF0;
+        my $r = $s->run(script => q{Scan('IN'); ReadMsg(); Move('ECHO')});
+        $r->log_like(qr/^JAM base is full: \*\.$file would pass 4 GB$/);
+        $r->log_like(qr/^add_msg error: failed to add mail to JAM area, errno 10$/);
+        is_deeply([-s $s->path("ECHO.$file"), -s $s->path('ECHO.jdx'), $s->files('IN')], [0xFFFFFFF0, 8, '1.msg'], "a full .$file refuses the message");
+    }
+}
+
 {    # Kills: counters, lastread, and a rewind behind them. An add during the scan isn't part of it until then.
     my $s = base('', jlr => [4, 5, 6], base => 4, messages => [map { {sf => [2, 'Bob', 3, 'Al', 6, $_, 2000, $VIA], text => "$_\r"} } 'a', 'kill b', 'c']);
     my $r = $s->run(script => $KILL . q{;Rewind(); out(ReadMsg()); CopyArea('ECHO'); out((GetHdr())[4]) while ReadMsg(); Rewind(); out((GetHdr())[4]) while ReadMsg()});
