@@ -3,6 +3,9 @@
 #include <iterator>
 
 #include "bases/fido.h"
+#include "bases/squish.h"
+#include "bases/squish_check.h"
+#include "bases/squish_pack.h"
 #include "bases/text_area.h"
 
 namespace quelmo {
@@ -20,7 +23,18 @@ constexpr BaseOps table[] = {
      .look = fido_look,
      .rewritten_whole = false,
      .tells_number = true},
-    {.name = "squish", .tells_number = true},
+    {.name = "squish",
+     .select = squish_select,
+     .read = squish_read,
+     .add = squish_add,
+     .update = squish_update,
+     .kill = squish_kill,
+     .rewind = squish_rewind,
+     .close = squish_close,
+     .pack = sqpack,
+     .look = squish_look,
+     .rewritten_whole = false,
+     .tells_number = true},
     {.name = "bink", .rewritten_whole = true},
     {.name = "pkt", .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .kill = text_kill},

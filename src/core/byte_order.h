@@ -5,6 +5,8 @@
 // that ByteReader and ByteWriter both follow. Byte order lives here and nowhere else.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -28,6 +30,12 @@ class ByteReader {
   template <size_t N>
   void text(FixedText<N>& value, size_t width) {
     value = take(width);
+  }
+  /// Bytes that are carried over as they are.
+  template <size_t N>
+  void raw(std::array<char, N>& value) {
+    std::string_view taken = take(N);
+    std::copy(taken.begin(), taken.end(), value.begin());
   }
   void skip(size_t count) { take(count); }
 
@@ -65,6 +73,10 @@ class ByteWriter {
     std::string_view shown = value.view().substr(0, width - 1);
     bytes_ += shown;
     bytes_.append(width - shown.size(), '\0');
+  }
+  template <size_t N>
+  void raw(const std::array<char, N>& value) {
+    bytes_.append(value.data(), N);
   }
   void skip(size_t count) { bytes_.append(count, '\0'); }
 
