@@ -329,7 +329,8 @@ void text_to_sqbase(const LineList& lines, std::string& ctrl, std::string& text)
 }
 
 void sqbase_to_text(std::string_view ctrl, std::string_view text, const XMsg& xmsg, LineList& lines) {
-  ControlHead head = look_at_head(ctrl);
+  ControlHead head;
+  if (xmsg.orig.point != 0 || xmsg.dest.point != 0) head = look_at_head(ctrl);
   lines.clear();
   if (head.behind_intl == 0) append_points(head, xmsg, lines);
   size_t count = 0;

@@ -47,7 +47,8 @@ bool copy_frames(SqScan& scan, SqBase& base, Packed& packed, Progress& progress)
     SqIdx& record = scan.list[i];
     SqHdr hdr;
     std::string_view content;
-    if (!read_sqframe(scan.sqd, scan.window, scan.sqd_size, record.ofs, hdr, content)) return false;
+    if (!read_sqframe(scan.sqd, scan.window, scan.sqd_size, record.ofs, hdr, content))
+      return current.sq_errno == sq_in_writing ? sq_fail(sq_bad_type) : false;
     uint64_t offset = sq_base_size + packed.frames.size();
     uint64_t end = offset + sq_hdr_size + content.size();
     if (end > UINT32_MAX) return sq_fail(sq_seek);  // frames that many records share

@@ -120,9 +120,9 @@ bool unlink_hole(const Fd& sqd, SqBase& base, const Frame& hole) {
   return update_sqbase(sqd, base);
 }
 
-// Where a new frame goes when no hole will do. 0 with the reason set if it can't go anywhere.
-uint32_t place_at_end(const Fd& sqd, SqBase& base, uint64_t size) {
-  uint64_t length = length_of(sqd);
+// Where a new frame goes when no hole will do; `length` is that of the file. 0 with the reason set if it
+// can't go anywhere.
+uint32_t place_at_end(const Fd& sqd, uint64_t length, SqBase& base, uint64_t size) {
   if (base.end_frame < sq_base_size) {
     sq_fail(sq_bad_base);
     return 0;
@@ -141,7 +141,8 @@ uint32_t place_at_end(const Fd& sqd, SqBase& base, uint64_t size) {
 }
 
 // Finds the place of a new frame: a hole, which keeps its length, or the end, which moves in `base` only.
-bool find_place(const Fd& sqd, SqBase& base, const char* label, uint64_t size, Frame& place) {
+bool find_place(const Fd& sqd, uint64_t length, SqBase& base, const char* label, uint64_t size,
+                Frame& place) {
   Frame hole;
   if (size > UINT32_MAX) return sq_fail(sq_seek);
   if (!find_hole(sqd, base, size, hole)) {
@@ -156,7 +157,7 @@ bool find_place(const Fd& sqd, SqBase& base, const char* label, uint64_t size, F
   } else {
     log_line(3, "hole not found, adding msg to sqbase\n");
     place.hdr.frame_length = static_cast<uint32_t>(size);
-    place.offset = place_at_end(sqd, base, size);
+    place.offset = place_at_end(sqd, length, base, size);
     if (!place.exists()) return false;
   }
   log_line(3, "writing new msg at frame off: %08X\n", place.offset);
@@ -360,7 +361,7 @@ bool move_frame(SqScan& scan, SqBase& base, const Frame& old, std::string_view c
   Frame frame = old;
   if (!read_neighbours(sqd, old.hdr, sq_message, around)) return false;
   uint64_t length = length_of(sqd);
-  if (!find_place(sqd, base, "update_to_new_frame", content_size(ctrl, text), frame)) return false;
+  if (!find_place(sqd, length, base, "update_to_new_frame", content_size(ctrl, text), frame)) return false;
   if (!write_frame(sqd, frame, scan.xmsg, ctrl, text, "update_to_new_frame")) {
     if (frame.offset >= length) truncate_at(sqd, length);
     return false;
@@ -456,7 +457,7 @@ uint32_t add_squish_msg(const Fd& sqd, const Fd& sqi, SqScan* scan, XMsg& xmsg, 
   if (!number || !read_frame(sqd, base.last_frame, sq_message, prev)) return 0;
   uint64_t length = length_of(sqd);
   uint32_t end_frame = base.end_frame;
-  if (!find_place(sqd, base, "sqwrite", content_size(ctrl, text), frame)) return 0;
+  if (!find_place(sqd, length, base, "sqwrite", content_size(ctrl, text), frame)) return 0;
 
   frame.hdr.prev_frame = prev.offset;
   xmsg.umsgid = base.uid;
