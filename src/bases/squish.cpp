@@ -305,7 +305,7 @@ void msg_to_squish(const Msg& msg, XMsg& xmsg) {
   xmsg.subject = msg.subject;
   xmsg.ftsc_date = msg.date;
   xmsg.attr = (xmsg.attr & 0xFFFF0000) | msg.attr;
-  xmsg.date_written = unix_to_sqate(msg.time);
+  xmsg.date_written = msg.time != 0 ? unix_to_sqate(msg.time) : 0;
   xmsg.date_arrived = unix_to_sqate(std::time(nullptr));
 }
 
