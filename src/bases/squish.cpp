@@ -7,6 +7,7 @@
 #include "bases/lastread.h"
 #include "bases/pack_image.h"
 #include "bases/squish_frames.h"
+#include "bases/squish_index.h"
 #include "bases/squish_write.h"
 #include "config/time_stamps.h"
 #include "core/log.h"
@@ -182,7 +183,7 @@ bool select_squish_area(const Area& area, SqScan& scan) {
   if (!open_sqbases(area.path, scan.sqd, scan.sqi)) return sq_fail(sq_open);
   log_leftover_image(area, squish_extensions);
   if (!scan.sqd) return true;
-  scan.sqd_size = static_cast<uint64_t>(std::max<int64_t>(file_length(scan.sqd), 0));
+  scan.sqd_size = sq_length(scan.sqd);
   if (scan.sqd_size == 0) return true;
   SqBase base;
   if (!read_sqbase(scan.sqd, base)) return false;

@@ -159,7 +159,7 @@ bool open_base(const std::string& path, CheckedBase& b) {
   b.sqd = open_file(path + ".sqd", Open::read);
   if (b.sqd) b.sqi = open_file(path + ".sqi", Open::read);
   if (b.sqd && b.sqi) {
-    b.size = static_cast<uint64_t>(std::max<int64_t>(file_length(b.sqd), 0));
+    b.size = sq_length(b.sqd);
     return true;
   }
   report_errno(path + (b.sqd ? ".sqi" : ".sqd"));

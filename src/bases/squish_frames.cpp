@@ -72,7 +72,7 @@ bool windowed_header(const Fd& sqd, FileWindow& window, uint32_t offset, SqHdr& 
 // Bytes of the frame's content that lie within the file, at most `wanted`.
 uint64_t content_in_file(const Fd& sqd, uint64_t& size, uint32_t offset, uint64_t wanted) {
   uint64_t start = uint64_t{offset} + sq_hdr_size;
-  if (start + wanted > size) size = static_cast<uint64_t>(std::max<int64_t>(file_length(sqd), 0));
+  if (start + wanted > size) size = sq_length(sqd);
   return start >= size ? 0 : std::min(wanted, size - start);
 }
 
@@ -102,6 +102,10 @@ uint32_t squish_hash(std::string_view name) {
     hash |= high >> 24 | high;
   }
   return hash & 0x7FFFFFFF;
+}
+
+uint64_t sq_length(const Fd& file) {
+  return static_cast<uint64_t>(std::max<int64_t>(file_length(file), 0));
 }
 
 bool read_sqbase(const Fd& sqd, SqBase& base) {

@@ -170,6 +170,9 @@ void sq_error();
 /// Hash of an addressee's name in the index, 31 bits.
 uint32_t squish_hash(std::string_view name);
 
+/// Length of a file; 0 where it can't be told.
+uint64_t sq_length(const Fd& file);
+
 bool read_sqbase(const Fd& sqd, SqBase& base);
 bool update_sqbase(const Fd& sqd, const SqBase& base);
 

@@ -6,7 +6,7 @@
 #include "bases/pack_image.h"
 #include "bases/squish.h"
 #include "bases/squish_frames.h"
-#include "bases/squish_write.h"
+#include "bases/squish_index.h"
 #include "core/console.h"
 #include "core/log.h"
 #include "core/stop.h"
@@ -107,7 +107,7 @@ bool pack(const Area& area) {
   }
   log_line(3, "sqd file locked OK\n");
   // A base without a message isn't locked yet, and others may have added one by now.
-  scan.sqd_size = static_cast<uint64_t>(std::max<int64_t>(file_length(scan.sqd), 0));
+  scan.sqd_size = sq_length(scan.sqd);
   if (!read_sqbase(scan.sqd, base)) return false;
   if (!own_index(scan, base.num_msg, found)) return false;
   if (base.num_msg != scan.list.size()) return sq_fail(sqi_bad_count);

@@ -28,11 +28,6 @@
 
 namespace quelmo {
 
-/// Takes the index into `scan.list` and locks it, unless the scan has it. False with errors 12, 24, or 16, 14
-/// or 15 where it doesn't hold `num_msg` records; `found` is the number of records before the fault, -1 for
-/// the first two.
-bool own_index(SqScan& scan, uint32_t num_msg, int64_t& found);
-
 /// Adds a message: sets its umsgid, and gives its number, or 0. `scan` is the scan that has these files open,
 /// or null. With max_msg exceeded, the oldest message goes.
 uint32_t add_squish_msg(const Fd& sqd, const Fd& sqi, SqScan* scan, XMsg& xmsg, std::string_view ctrl,
