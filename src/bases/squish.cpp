@@ -187,8 +187,13 @@ bool select_squish_area(const Area& area, SqScan& scan) {
   if (scan.sqd_size == 0) return true;
   SqBase base;
   if (!read_sqbase(scan.sqd, base)) return false;
-  if (base.num_msg == 0) return true;
   int64_t found = 0;
+  if (base.num_msg == 0) {
+    // An empty base needs no index, but one with records of killed messages is put right if it can be.
+    if (sq_length(scan.sqi) != 0 && !own_index(scan, 0, found)) scan.list.clear();
+    current.sq_errno = sq_ok;
+    return true;
+  }
   if (!own_index(scan, base.num_msg, found)) {
     log_line(0, "select_squish_area error: msg number, expected %u got %lld\n", base.num_msg,
              static_cast<long long>(found));

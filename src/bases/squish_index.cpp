@@ -7,6 +7,35 @@
 #include "platform/lock.h"
 
 namespace quelmo {
+namespace {
+
+// True if the frame of a record holds its message.
+bool holds_message(const Fd& sqd, const SqIdx& record) {
+  char bytes[sq_hdr_size + sq_xmsg_size];
+  if (read_at(sqd, bytes, sizeof bytes, record.ofs) != ssize_t{sizeof bytes}) return false;
+  ByteReader reader({bytes, sizeof bytes});
+  SqHdr hdr;
+  XMsg xmsg;
+  fields(reader, hdr);
+  fields(reader, xmsg);
+  bool same = (xmsg.attr & sq_attr_umsgid) == 0 || xmsg.umsgid == record.umsgid;
+  return hdr.id == sq_frame_id && hdr.frame_type != sq_free && same;
+}
+
+// A scan that died after kills has left their records. True if the index is right without the records whose
+// message is gone; these are then marked as dead, and the index will be written.
+bool without_killed(SqScan& scan, uint32_t num_msg) {
+  std::vector<size_t> dead;
+  for (size_t i = 0; i < scan.list.size(); i++) {
+    if (!holds_message(scan.sqd, scan.list[i])) dead.push_back(i);
+  }
+  if (scan.list.size() - dead.size() != num_msg) return false;
+  for (size_t entry : dead) mark_dead(scan, entry);
+  log_line(0, "squish index: %zu records of killed messages, left by a scan that didn't end\n", dead.size());
+  return true;
+}
+
+}  // namespace
 
 bool own_index(SqScan& scan, uint32_t num_msg, int64_t& found) {
   found = num_msg;
@@ -30,7 +59,7 @@ bool own_index(SqScan& scan, uint32_t num_msg, int64_t& found) {
   });
   if (readable) {
     found = static_cast<int64_t>(scan.list.size());
-    scan.owns_index = found == num_msg;
+    scan.owns_index = found == num_msg || (found > num_msg && without_killed(scan, num_msg));
     return scan.owns_index || sq_fail(fault);
   }
   log_line(2, "fill_idx_list: error reading sqi file\n");

@@ -15,7 +15,7 @@ namespace quelmo {
 
 /// Takes the index into `scan.list` and locks it, unless the scan has it. False with errors 12, 24, or 16, 14
 /// or 15 where it doesn't hold `num_msg` records; `found` is the number of records before the fault, -1 for
-/// the first two.
+/// the first two. Records of messages that are no more, left by a scan that was killed, are dead entries.
 bool own_index(SqScan& scan, uint32_t num_msg, int64_t& found);
 
 /// The list entry gets a dead message, or a new offset or hash.

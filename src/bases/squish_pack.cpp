@@ -110,6 +110,7 @@ bool pack(const Area& area) {
   scan.sqd_size = sq_length(scan.sqd);
   if (!read_sqbase(scan.sqd, base)) return false;
   if (!own_index(scan, base.num_msg, found)) return false;
+  std::erase_if(scan.list, [](const SqIdx& record) { return record.ofs == sq_dead; });
   if (base.num_msg != scan.list.size()) return sq_fail(sqi_bad_count);
   Packed packed;
   Progress progress("\npacking squish base (" + upper(area.tag) + ") ", scan.list.size());

@@ -16,7 +16,7 @@
 //             is still in the index and readable.
 //   index     A scan keeps it in memory and writes it when the area is left, in place, then cuts it and
 //             flushes it. A scan with kills that dies before that leaves records of the killed messages: the
-//             frames are whole, `quelmo-base --check` says which records are in the way.
+//             next scan finds that their frames are free, passes them over and writes the index without them.
 #pragma once
 
 #include <cstdint>

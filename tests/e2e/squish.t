@@ -193,6 +193,16 @@ for my $case (
     is(names($s), 'b c d', 'a message that came meanwhile');
 }
 
+# A scan that is killed: after a kill, after a message has moved, after an add to the base itself.
+for my $case (["Kill()", 'b c d'], ["SetAttribute('@ AUDIT'); ReadMsg()", 'a b c d'], ["CopyArea('SQ')", 'a b c d a'], ["do { Kill() } while ReadMsg()", ''], ["Kill(); CopyArea('SQ'); ReadMsg(); Kill(); ReadMsg(); CopyArea('SQ')", 'c d c']) {
+    my ($actions, $left) = @$case;
+    my $s = base([map { {from => $_, text => "Hi\r"} } 'a' .. 'd']);
+    $s->run(script => "Scan('SQ'); ReadMsg(); $actions; kill 9, \$\$", killed => 1);
+    unlink $s->path('quelmo.bsy');
+    is(said($s->run(script => $READ)), $left, "killed after $actions: what can be read");
+    $s->run(script => q{ Scan('SQ'); ReadMsg(); Kill() })->ended_well("killed after $actions: the base goes on");
+}
+
 # Damage: [name, change of ($sqd, $sqi) with frames at @at, error at the Scan or the read]; not a byte changes, the check tells.
 sub put { substr $_[0], $_[1], length $_[2], $_[2] }
 my @DAMAGE = (
