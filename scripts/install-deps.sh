@@ -22,6 +22,8 @@ find_missing() {
     need perl command -v prove
     need libperl-dev has_libperl
     need libgtest-dev header gtest/gtest.h
+    need zip command -v zip
+    need unzip command -v unzip
 }
 
 find_missing

@@ -54,7 +54,7 @@ constexpr char usage[] =
 constexpr char perl_text[] = "\nCompilation with Perl - v5.6.0 built for MSWin32-x86\n\n";
 
 struct Options {
-  std::string config_name = "quelmo.cfg";
+  std::string config_name = default_config_name;
   int debug_level = 0;
   bool use_regexp = false;
   bool icase = false;

@@ -21,16 +21,11 @@ namespace {
 
 constexpr std::string_view drop_word = "!Changed";
 
-// "@", "@a", ... "@attribute": the word that says that attribute words follow.
-bool is_direct(std::string_view word) {
-  return !word.empty() && starts_nocase("@attribute", word);
-}
-
 // Both forms of the argument; true if the message shall be dropped.
 bool apply_words(const std::string& argument, const char* label, AttrWords& copies) {
   std::string_view rest = argument;
   std::string_view word;
-  if (next_word(rest, word) && is_direct(word)) {
+  if (next_word(rest, word) && abbreviates(word, "@attribute")) {
     log_line(4, "SetAttribute: set attribute directly: `%s'\n", std::string(rest).c_str());
     if (rest.empty()) stop_run("%s syntax: `%s'\n", label, argument.c_str());
     bool drop = false;

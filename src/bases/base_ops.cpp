@@ -19,6 +19,7 @@ constexpr BaseOps table[] = {
      .kill = fido_kill,
      .rewind = fido_rewind,
      .close = fido_close,
+     .pack = renumber_fido,
      .look = fido_look,
      .rewritten_whole = false,
      .tells_number = true},
@@ -42,7 +43,7 @@ constexpr BaseOps table[] = {
      .kill = pkt_kill,
      .close = pkt_close,
      .rewritten_whole = true},
-    {.name = "text", .select = text_select, .read = text_read, .kill = text_kill},
+    {.name = "text", .select = text_select, .read = text_read, .add = add_text_msg, .kill = text_kill},
     {.name = "JAM", .tells_number = true},
 };
 static_assert(std::size(table) == area_type_count);

@@ -3,7 +3,6 @@
 #include <string_view>
 
 #include "bases/flow.h"
-#include "bases/oip.h"
 #include "bases/outbound_names.h"
 #include "bases/packet_file.h"
 #include "bases/pkt_records.h"
@@ -12,6 +11,7 @@
 #include "core/text.h"
 #include "message/attributes.h"
 #include "message/current.h"
+#include "outbound/scratch.h"
 #include "platform/directory.h"
 #include "platform/path.h"
 

@@ -1,7 +1,7 @@
 // Areas that are a mailer's outbound: the packets and the lists of attached files that wait there for other
 // systems. A scan takes each of them under its system's busy flag and skips those of a system that is busy.
-// What is added to such an area goes to scratch files beside it (oip.h). See base_ops.h for what the
-// operations promise.
+// What is added to such an area goes to scratch files beside it (outbound/scratch.h). See base_ops.h for what
+// the operations promise.
 #pragma once
 
 #include <cstdint>

@@ -258,10 +258,10 @@ bool fido_look(std::string_view path, Look& look) {
   return true;
 }
 
-void renumber_fido(const Area& area) {
+int renumber_fido(const Area& area) {
   FidoScan scan;
   list_messages(area.path, false, scan);
-  if (scan.list.empty()) return;
+  if (scan.list.empty()) return 1;
   std::string title = "Renumbering *.MSG base (" + upper(area.tag) + ") ";
   print_progress("%s", title.c_str());
   constexpr size_t line_width = 66;
@@ -274,6 +274,7 @@ void renumber_fido(const Area& area) {
   }
   print_progress(" done.\n");
   log_line(1, "Fido area: %s.  %zu messages renumbered\n", area.tag.c_str(), scan.list.size());
+  return 1;
 }
 
 }  // namespace quelmo

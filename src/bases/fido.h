@@ -22,7 +22,7 @@ void fido_close();
 bool fido_look(std::string_view path, Look& look);
 
 /// Renames the messages of an area to 1.msg, 2.msg and so on, in the order of their numbers. A name that
-/// can't be had stays as it is. The area must not be the one being scanned.
-void renumber_fido(const Area& area);
+/// can't be had stays as it is. The area must not be the one being scanned. 1.
+int renumber_fido(const Area& area);
 
 }  // namespace quelmo

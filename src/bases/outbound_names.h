@@ -73,4 +73,19 @@ bool set_bsy(const std::string& flag, BusyFlag& held);
 /// program has taken our flag away and set its own: only who made a flag removes it.
 void kill_bsy(BusyFlag& held);
 
+/// A flag that is held as long as this lives.
+class BusyFlag {
+ public:
+  BusyFlag() = default;
+  BusyFlag(const BusyFlag&) = delete;
+  BusyFlag& operator=(const BusyFlag&) = delete;
+  ~BusyFlag() { kill_bsy(held_); }
+
+  /// As set_bsy.
+  bool take(const std::string& flag) { return set_bsy(flag, held_); }
+
+ private:
+  std::string held_;
+};
+
 }  // namespace quelmo

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "config/area_keywords.h"
+#include "config/compress_config.h"
 #include "core/dirs.h"
 #include "core/log.h"
 #include "core/run_state.h"
@@ -115,7 +116,9 @@ LogPattern log_pattern(std::string_view value, int flags, const std::string& pre
 }
 
 void set_compressfile(std::string_view value, const std::string& prefix) {
-  existing_file("\a%s can't find compress file : `%s'\n", value, prefix);
+  std::string path = existing_file("\a%s can't find compress file : `%s'\n", value, prefix);
+  if (!read_compress_cfg(path))
+    stop_run("\a%s error processing compress file : `%s'\n", prefix.c_str(), path.c_str());
 }
 
 void set_loginclude(std::string_view value, const std::string& prefix) {
@@ -189,7 +192,7 @@ constexpr Keyword table[] = {
     {kw_flagdir, "FLAGDIR", set_flagdir},
     {kw_touchechomail, "TOUCHECHOMAIL", set_touchechomail},
     {kw_useregexp, "USEREGEXP", set_useregexp},
-    {kw_compressfile, "COMPRESSFILE", set_compressfile, false},
+    {kw_compressfile, "COMPRESSFILE", set_compressfile},
     {kw_loginclude, "LOGINCLUDE", set_loginclude},
     {kw_logexclude, "LOGEXCLUDE", set_logexclude},
     {kw_rxignorecase, "RXIGNORECASE", set_rxignorecase},
@@ -229,7 +232,7 @@ int set_keyword(int index, std::string_view value, const std::string& prefix) {
   if (index < 0 || index >= keyword_count || table[index].set == nullptr) return 0;
   log_line(4, "parse config, got %s: `%s'\n", lower(table[index].name).c_str(), std::string(value).c_str());
   table[index].set(value, prefix);
-  return table[index].in_effect ? 1 : 0;
+  return 1;
 }
 
 int set_keyword_by_name(std::string_view name, std::string_view value, const std::string& prefix) {

@@ -49,7 +49,6 @@ struct Keyword {
   const char* name;
   /// Takes the value, trimmed, inner blanks and all. A wrong one stops the run. Null: no effect.
   void (*set)(std::string_view value, const std::string& prefix);
-  bool in_effect = true;  ///< false: the value is only checked
 };
 
 std::span<const Keyword> keywords();

@@ -5,9 +5,11 @@
 #include <exception>
 #include <optional>
 
+#include "archive/arc_cache.h"
 #include "bases/dates.h"
 #include "bases/highwater.h"
 #include "config/areas.h"
+#include "config/dupe_store.h"
 #include "config/global_vars.h"
 #include "config/keywords.h"
 #include "config/packers.h"
@@ -17,12 +19,14 @@
 #include "core/console.h"
 #include "core/dirs.h"
 #include "core/log.h"
+#include "core/recoding.h"
 #include "core/run_state.h"
 #include "core/stop.h"
 #include "core/text.h"
 #include "message/scan.h"
 #include "message/write.h"
 #include "nodelist/lookup.h"
+#include "outbound/scratch.h"
 #include "platform/files.h"
 #include "platform/path.h"
 #include "platform/process.h"
@@ -78,6 +82,8 @@ void free_lists() {
   free_tags();
   free_ts_list();
   free_highwater();
+  free_scratch_names();
+  free_arc_cache();
   free_global_vars();
   free_nodelists();
 }
@@ -116,19 +122,25 @@ void init(std::string_view config_name, std::string_view program) {
   run.start_time = std::time(nullptr);
   install_signal_handlers(orderly_stop);
   reset_globals();
+  load_configuration(config_name);
+}
+
+void load_configuration(std::string_view name) {
   set_defaults();
   log_line(4, "QuelmoPath: `%s'\n", run.QuelmoPath.c_str());
-  read_config(run.QuelmoPath, config_name);
+  read_config(run.QuelmoPath, name);
   check_signals();
   if (run.log_name.empty()) run.log_name = run.QuelmoPath.str() + "quelmo.log";
   check_lock();
   write_log_header();
   log_line(1, "Configuration read\n");
+  init_recoding();
 }
 
 bool save_and_free() {
   bool done = guarded(write_back);
   done = guarded(reset_globals) && done;
+  done = guarded(flush_db) && done;
   done = guarded(free_lists) && done;
   done = guarded(write_log_footer) && done;
   return guarded(remove_lock) && done;

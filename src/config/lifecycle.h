@@ -11,6 +11,12 @@ namespace quelmo {
 /// an error of the configuration or a lock that somebody else holds.
 void init(std::string_view config_name, std::string_view program);
 
+constexpr char default_config_name[] = "quelmo.cfg";
+
+/// Defaults, configuration, lock, log header, recoding tables: the part of the start-up that a reread repeats
+/// behind `save_and_free`.
+void load_configuration(std::string_view name);
+
 /// Takes the run's lock: `run.lock_name` is made, in place of one that is 180 minutes old or more. A younger
 /// one stops the run.
 void check_lock();

@@ -10,15 +10,21 @@
 
 namespace quelmo {
 
+/// A command line. In the arguments `%a` stands for the archive, `%f` for the files, and `%d` for the
+/// directory to work in.
+struct PackerCommand {
+  std::string program;  ///< full path; empty: not given
+  std::string arguments;
+};
+
 struct Packer {
   FixedText<20> name;
   FixedText<4> extension;
   int32_t ident_offset = 0;  ///< place of the signature in an archive; negative: counted from its end
   std::string ident;         ///< the bytes of the signature, at most 256
-  FixedText<128> add;        ///< command with `%a` for the archive and `%f` for the files
-  FixedText<128> extract;    ///< the same
-  FixedText<128> view;       ///< always empty
-  int32_t ratio = 0;         ///< compression ratio in tenths
+  PackerCommand add;
+  PackerCommand extract;
+  int32_t ratio = 0;  ///< compression ratio in tenths
 };
 
 /// All packers, in the order of their file; empty without a compression configuration.

@@ -19,12 +19,13 @@ bool Regex::compile(std::string_view pattern, int flags, std::string& error) {
   return true;
 }
 
-bool Regex::matches(std::string_view text) const {
-  if (!compiled_) return false;
+std::optional<std::string_view> Regex::find(std::string_view text) const {
+  if (!compiled_) return std::nullopt;
   // The start and end of the text are given in pmatch, so that it needs no NUL and may hold some.
   regmatch_t span = {.rm_so = 0, .rm_eo = static_cast<regoff_t>(text.size())};
   const char* start = text.data() != nullptr ? text.data() : "";
-  return ::regexec(compiled_.get(), start, 1, &span, REG_STARTEND) == 0;
+  if (::regexec(compiled_.get(), start, 1, &span, REG_STARTEND) != 0) return std::nullopt;
+  return text.substr(static_cast<size_t>(span.rm_so), static_cast<size_t>(span.rm_eo - span.rm_so));
 }
 
 }  // namespace quelmo

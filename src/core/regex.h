@@ -4,6 +4,7 @@
 #include <regex.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,8 +19,10 @@ class Regex {
   /// `error` holds the library's text, at most 99 bytes.
   bool compile(std::string_view pattern, int flags, std::string& error);
 
-  /// True if the expression fits somewhere in `text`. An object that holds nothing compiled fits nowhere.
-  bool matches(std::string_view text) const;
+  /// The leftmost, longest part of `text` that the expression fits, which may be empty. Nothing if there is
+  /// none, or if the object holds nothing compiled.
+  std::optional<std::string_view> find(std::string_view text) const;
+  bool matches(std::string_view text) const { return find(text).has_value(); }
 
   explicit operator bool() const { return static_cast<bool>(compiled_); }
 

@@ -27,8 +27,9 @@ struct Run {
   Fd lock_fd;             ///< open while the run holds its lock; the log writes nothing without it
   uint32_t msgs_read = 0;
   uint32_t msgs_written = 0;
-  std::string fbox_path;  ///< path of file boxes that a script has fixed; empty: none
-  bool ending = false;    ///< the clean-up has begun: script functions do nothing from here on
+  std::string unpack_workdir;  ///< where Unpack has bundles unpacked; empty: beside each bundle
+  std::string fbox_path;       ///< path of file boxes that a script has fixed; empty: none
+  bool ending = false;         ///< the clean-up has begun: script functions do nothing from here on
 };
 
 /// An entry of LOGINCLUDE or LOGEXCLUDE: fits a text by its expression if it has one, else as a part of it.

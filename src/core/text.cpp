@@ -6,6 +6,10 @@
 
 namespace quelmo {
 
+bool abbreviates(std::string_view word, std::string_view whole) {
+  return !word.empty() && starts_nocase(whole, word);
+}
+
 bool is_number(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789-") == std::string_view::npos;
 }

@@ -17,6 +17,9 @@ constexpr bool is_blank(char c) {
   return c == ' ' || c == '\t';
 }
 
+/// True if `word` isn't empty and is a leading part of `whole`, ignoring case: "@f" of "@files".
+bool abbreviates(std::string_view word, std::string_view whole);
+
 /// Not empty, and only digits and "-".
 bool is_number(std::string_view text);
 

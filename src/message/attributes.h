@@ -39,8 +39,8 @@ enum Attr : uint16_t {
 enum Flags : uint16_t {
   flags_dir = 0x0001,
   flags_imm = 0x0002,
-  flags_kfs = 0x0020,  ///< delete the file once it is sent
-  flags_tfs = 0x0040,  ///< truncate it
+  flags_kfs = 0x0020,  ///< attached files are killed when they are sent
+  flags_tfs = 0x0040,  ///< attached files are truncated when they are sent
 };
 
 enum Flavor : uint16_t {

@@ -1,5 +1,6 @@
 #include "message/current.h"
 
+#include "core/crc32.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "message/attributes.h"
@@ -34,9 +35,21 @@ uint32_t message_length() {
   return current.hdr.length;
 }
 
-bool message_in_memory(const char* label) {
+void msg_crcs(uint32_t& header_crc, uint32_t& msgid_crc) {
+  const Msg& hdr = current.hdr;
+  msgid_crc = crc32_update(crc32_start, hdr.msgid);
+  header_crc = crc32_start;
+  std::string to = addr_to_text(hdr.to);
+  std::string from = addr_to_text(hdr.from);
+  for (std::string_view part : {std::string_view(to), std::string_view(from), hdr.fromname.view(),
+                                hdr.toname.view(), hdr.date.view(), hdr.subject.view()}) {
+    header_crc = crc32_update(header_crc, part);
+  }
+}
+
+bool message_in_memory(const char* label, int level) {
   if (CurMsg.msgno != 0) return true;
-  log_line(3, "%s no active message in memory\n", label);
+  log_line(level, "%s no active message in memory\n", label);
   return false;
 }
 

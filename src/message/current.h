@@ -49,7 +49,11 @@ void log_message_once();
 /// `hdr.length`, worked out if it isn't yet.
 uint32_t message_length();
 
-/// Logs "<label> no active message in memory" at level 3 if there is none; true if there is one.
-bool message_in_memory(const char* label);
+/// The two checksums by which the dupe store knows the message in memory: of its addresses, names, date and
+/// subject as one running CRC, and of its MSGID. Neither is inverted at the end.
+void msg_crcs(uint32_t& header_crc, uint32_t& msgid_crc);
+
+/// True if there is a message; else logs "<label> no active message in memory".
+bool message_in_memory(const char* label, int level = 3);
 
 }  // namespace quelmo

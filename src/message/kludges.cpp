@@ -66,4 +66,22 @@ std::string_view kludge_argument(std::string_view line, Kludge id) {
   return line;
 }
 
+std::string_view kludge_name(std::string_view line, std::string& made) {
+  std::string_view word = strip_line_end(line);
+  word = word.substr(0, word.find_first_of(" \t"));
+  if (line[0] == soh) return word;
+  made.assign(1, soh).append(word);
+  return made;
+}
+
+std::optional<std::string_view> echo_tag(const LineList& text) {
+  constexpr std::string_view area = "AREA:";
+  for (std::string_view line : text) {
+    if (is_kludge(line)) continue;
+    if (!line.starts_with(area)) break;
+    return trim_spaces(strip_line_end(line.substr(area.size())));
+  }
+  return std::nullopt;
+}
+
 }  // namespace quelmo

@@ -1,6 +1,8 @@
 // Classes of message lines, and the kludges that the program knows (FTS-0001, FTS-0004, FTS-0009, FSC-0053).
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "message/line_list.h"
@@ -55,5 +57,13 @@ Kludge kludge_id(std::string_view line);
 /// What stands behind the token of a line of this kind: behind a ":" if one follows, and one character
 /// further, without the line end.
 std::string_view kludge_argument(std::string_view line, Kludge id);
+
+/// The first word of a kludge as the tests of kludges name it: with its CTRL-A, which a SEEN-BY line is given
+/// in `made`.
+std::string_view kludge_name(std::string_view line, std::string& made);
+
+/// The tag of an echomail message: what follows AREA: in the first line that is no kludge. Nothing if that
+/// line is another one.
+std::optional<std::string_view> echo_tag(const LineList& text);
 
 }  // namespace quelmo

@@ -9,15 +9,19 @@
 
 namespace quelmo {
 
+std::string intl_kludge(const Msg& msg) {
+  FtnAddr to = msg.to;
+  FtnAddr from = msg.from;
+  to.point = 0;
+  from.point = 0;
+  return "\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r";
+}
+
 LineList make_kludges(const Msg& msg, bool echomail, uint32_t serial) {
   LineList head;
   auto add = [&](const std::string& line) { add_text(head, line, at_end, Count::body); };
   if (!echomail) {
-    FtnAddr to = msg.to;
-    FtnAddr from = msg.from;
-    to.point = 0;
-    from.point = 0;
-    add("\x01INTL " + addr_to_text(to) + " " + addr_to_text(from) + "\r");
+    add(intl_kludge(msg));
     if (msg.from.point != 0)
       add("\x01"
           "FMPT " +

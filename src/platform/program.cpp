@@ -20,6 +20,12 @@ namespace {
   ::sigemptyset(&none);
   ::sigprocmask(SIG_SETMASK, &none, nullptr);
   ::close_range(3, ~0U, 0);
+  // A program that asks a question gets no answer, instead of waiting for one forever.
+  int null = ::open("/dev/null", O_RDONLY);
+  if (null > 0) {
+    ::dup2(null, STDIN_FILENO);
+    ::close(null);
+  }
   if (directory == nullptr || ::chdir(directory) == 0) ::execv(program, argv);
   ::_exit(127);
 }

@@ -45,6 +45,8 @@ void install_signal_handlers(void (*on_abort)()) {
   abort_action = on_abort;
   catch_stop_signals();
   set_handler(SIGABRT, handle_abort);
+  // A file that may not grow any further is a failed write, and handled as one.
+  set_handler(SIGXFSZ, pass_over);
   set_handler(SIGPIPE, pass_over);
 }
 

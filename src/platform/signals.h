@@ -1,6 +1,6 @@
 // Signals that ask the run to stop. SIGINT, SIGTERM and SIGHUP are only noted; the stop is made at a safe
 // point, by whoever looks at `noted_signal`. SIGABRT (the C library found the heap damaged, an assertion
-// failed) gets one attempt at the orderly stop on the spot. SIGPIPE is ignored.
+// failed) gets one attempt at the orderly stop on the spot. SIGPIPE and SIGXFSZ are ignored: the write fails.
 #pragma once
 
 namespace quelmo {

@@ -24,19 +24,6 @@ bool direct_attr(std::string_view words) {
   return true;
 }
 
-// The tag of an echomail message: what follows AREA: in the first line that is no kludge. False if that line
-// is another one.
-bool echo_tag(std::string_view& tag) {
-  constexpr std::string_view area = "AREA:";
-  for (std::string_view line : current.text) {
-    if (is_kludge(line)) continue;
-    if (!line.starts_with(area)) return false;
-    tag = trim_spaces(strip_line_end(line.substr(area.size())));
-    return true;
-  }
-  return false;
-}
-
 bool kludge_word_agrees(const KludgeWord& word, bool relaxed) {
   return kludge_present(word.pattern, word.regex, relaxed) == word.wanted;
 }
@@ -80,12 +67,7 @@ bool kludge_present(std::string_view pattern, const Regex& regex, bool relaxed) 
   std::string seen_by;
   for (std::string_view line : current.text) {
     if (!is_kludge(line)) continue;
-    std::string_view word = strip_line_end(line);
-    word = word.substr(0, word.find_first_of(" \t"));
-    if (line[0] != soh) {
-      seen_by.assign(1, soh).append(word);
-      word = seen_by;
-    }
+    std::string_view word = kludge_name(line, seen_by);
     if (by_regex ? regex.matches(word) : comp_str(word, pattern, relaxed)) return true;
   }
   return false;
@@ -107,8 +89,9 @@ bool select_attr(const SelectQuery& query) {
 
 bool select_echoname(const SelectQuery& query) {
   constexpr size_t width = 19;
-  std::string_view tag;
-  if (!echo_tag(tag)) return false;
+  std::optional<std::string_view> found = echo_tag(current.text);
+  if (!found) return false;
+  std::string_view tag = *found;
   if (query.direct) return comp_str(tag, query.data.substr(0, width), query.relaxed);
   return any_entry(
       blocks.echoname, query, "select_name: no such <Data EchoName>",
