@@ -227,7 +227,7 @@ void bundle_packet(const PackedPacket& packet, const std::string& dir, const std
 void pack_to_outbound(const PackJob& job, const PackedPacket& packet) {
   const Area& area = *job.out_area;
   make_outbound_dirs(area, packet.to);
-  BusyFlag busy;
+  HeldFlag busy;
   if (!busy.take(outbound_name(area, packet.to, OutFile::flag))) {
     log_line(1, "Skipping busy system: %s\n", addr_to_text(packet.to).c_str());
     return;
@@ -267,6 +267,8 @@ void perl_PackPKT(ScriptCall& call) {
       pack_to_outbound(job, packet);
     }
   }
+  // A later packet of the same name would take the place of the one in the bundle.
+  forget_pkt_names();
 }
 
 }  // namespace quelmo

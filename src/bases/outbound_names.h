@@ -74,18 +74,18 @@ bool set_bsy(const std::string& flag, BusyFlag& held);
 void kill_bsy(BusyFlag& held);
 
 /// A flag that is held as long as this lives.
-class BusyFlag {
+class HeldFlag {
  public:
-  BusyFlag() = default;
-  BusyFlag(const BusyFlag&) = delete;
-  BusyFlag& operator=(const BusyFlag&) = delete;
-  ~BusyFlag() { kill_bsy(held_); }
+  HeldFlag() = default;
+  HeldFlag(const HeldFlag&) = delete;
+  HeldFlag& operator=(const HeldFlag&) = delete;
+  ~HeldFlag() { kill_bsy(held_); }
 
   /// As set_bsy.
   bool take(const std::string& flag) { return set_bsy(flag, held_); }
 
  private:
-  std::string held_;
+  BusyFlag held_;
 };
 
 }  // namespace quelmo

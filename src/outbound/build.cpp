@@ -167,7 +167,7 @@ void build_packet(const Area& area, const std::string& path) {
   FtnAddr to = pkt_to(header);
   std::string shown = addr_to_text(to);
   make_outbound_dirs(area, to);
-  BusyFlag busy;
+  HeldFlag busy;
   if (!busy.take(outbound_name(area, to, OutFile::flag))) {
     log_line(1, "Skipping busy system: %s\n", shown.c_str());
     return;
@@ -238,7 +238,7 @@ void build_list(const Area& area, const std::string& path, OutFile what) {
   if (!info) return;
   std::string shown = addr_to_text(info->to);
   make_outbound_dirs(area, info->to);
-  BusyFlag busy;
+  HeldFlag busy;
   if (!busy.take(outbound_name(area, info->to, OutFile::flag))) {
     log_line(1, "skipping busy system: %s\n", shown.c_str());
     return;
