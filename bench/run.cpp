@@ -7,25 +7,17 @@
 // are those of whole processes, so the start of the program, its interpreter and its configuration are in
 // them.
 
-#include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "measure.h"
+
 namespace {
 
-namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
-
+using namespace bench;
 constexpr int ROUNDS = 7;
 
 struct Tools {
@@ -34,49 +26,6 @@ struct Tools {
   std::string plain_read;
   fs::path home;
 };
-
-struct Cost {
-  double seconds = 0;
-  long peak_kb = 0;
-};
-
-// Runs a command in a directory with its output dropped; stops the benchmark when it fails.
-Cost run(const Words& words, const fs::path& directory) {
-  std::vector<char*> argv;
-  for (const std::string& word : words) argv.push_back(const_cast<char*>(word.c_str()));
-  argv.push_back(nullptr);
-  const auto start = std::chrono::steady_clock::now();
-  const pid_t pid = fork();
-  if (pid == 0) {
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    setenv("QUELMO", directory.c_str(), 1);
-    setenv("TZ", "UTC", 1);
-    if (chdir(directory.c_str()) == 0) execv(argv[0], argv.data());
-    _exit(127);
-  }
-  int status = 0;
-  rusage usage{};
-  if (pid < 0 || wait4(pid, &status, 0, &usage) < 0 || status != 0) {
-    std::fprintf(stderr, "bench_run: %s failed (status %d)\n", words[0].c_str(), status);
-    std::exit(1);
-  }
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-  return {took.count(), usage.ru_maxrss};
-}
-
-// TMPDIR, else a memory file system with enough room, so that the program is measured and not the disk, else
-// /tmp.
-fs::path scratch_place() {
-  std::error_code error;
-  if (!std::getenv("TMPDIR") && fs::space("/dev/shm", error).available > (2UL << 30) && !error)
-    return "/dev/shm";
-  return fs::temp_directory_path();
-}
-
-void spew(const fs::path& path, const std::string& text) {
-  std::ofstream(path) << text;
-}
 
 void write_home(const Tools& tools) {
   std::string config =
@@ -100,10 +49,6 @@ void fill(const Tools& tools, long count) {
   fs::create_directories(tools.home / "OUT");
   run({tools.make_store, (tools.home / "NETMAIL").string(), std::to_string(count)}, tools.home);
   sync();  // what making the area left to be written isn't ours to pay for
-}
-
-Cost better(const Cost& a, const Cost& b) {
-  return {std::min(a.seconds, b.seconds), std::max(a.peak_kb, b.peak_kb)};
 }
 
 void measure_pass(const Tools& tools, long count) {

@@ -4,6 +4,9 @@
 
 #include "bases/bink.h"
 #include "bases/fido.h"
+#include "bases/jam.h"
+#include "bases/jam_check.h"
+#include "bases/jam_pack.h"
 #include "bases/pkt.h"
 #include "bases/text_area.h"
 
@@ -44,7 +47,17 @@ constexpr BaseOps table[] = {
      .close = pkt_close,
      .rewritten_whole = true},
     {.name = "text", .select = text_select, .read = text_read, .add = add_text_msg, .kill = text_kill},
-    {.name = "JAM", .tells_number = true},
+    {.name = "JAM",
+     .select = jam_select,
+     .read = jam_read,
+     .add = jam_add,
+     .update = jam_update,
+     .kill = jam_kill,
+     .rewind = jam_rewind,
+     .close = jam_close,
+     .pack = jam_pack,
+     .look = jam_look,
+     .tells_number = true},
 };
 static_assert(std::size(table) == area_type_count);
 

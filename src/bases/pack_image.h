@@ -7,6 +7,7 @@
 // a sysop looks at both (`quelmo-base --check`) and keeps one.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,11 +18,18 @@
 
 namespace quelmo {
 
-/// One file of a base and what is to stand in it: the pieces one behind the other.
+struct FileRange {
+  uint64_t at = 0;
+  uint64_t size = 0;
+};
+
+/// One file of a base and what is to stand in it: the pieces one behind the other, then the ranges of the
+/// file as it is now. Ranges take no memory, however long they are.
 struct PackedFile {
   const char* extension;  ///< ".sqd"
   const Fd* file;         ///< the base's own, open for writing
   std::vector<std::string_view> pieces;
+  std::vector<FileRange> ranges = {};
 };
 
 /// `path` with ".pack" behind it: the base that an image is.
@@ -40,6 +48,9 @@ bool write_image(std::string_view path, std::span<const PackedFile> files);
 
 /// Writes the pieces over the base's own file, cuts it behind them and flushes it. False with errno.
 bool write_in_place(const PackedFile& file);
+/// The same with what stands in the image: for a file with ranges, which its own bytes can't be made of while
+/// they are overwritten.
+bool copy_image_in_place(std::string_view path, const PackedFile& file);
 
 void remove_image(std::string_view path, std::span<const PackedFile> files);
 

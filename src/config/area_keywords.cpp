@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <optional>
 
+#include "bases/jam_pack.h"
 #include "config/areas.h"
 #include "core/dirs.h"
 #include "core/log.h"
@@ -59,9 +60,11 @@ void take_system_and_echomail(std::string_view value, Area& area, const std::str
   area.echomail = true;
 }
 
-/// Base name of a squish or JAM area. Its files exist all together or not at all.
+/// Base name of a squish or JAM area. Its files exist all together or not at all; in the second case
+/// `create`, if there is one, makes an empty base.
 std::string base_name(std::string_view path, std::initializer_list<const char*> extensions,
-                      const char* missing_text, const std::string& prefix) {
+                      const char* missing_text, const std::string& prefix,
+                      void (*create)(std::string_view path) = nullptr) {
   std::optional<std::string> base = home_path(path);
   if (!base) stop_run_logged("%s path not found: `%s'\n", prefix.c_str(), std::string(path).c_str());
   std::string missing;
@@ -75,6 +78,7 @@ std::string base_name(std::string_view path, std::initializer_list<const char*> 
     }
   }
   if (found != 0 && !missing.empty()) stop_run_logged("%s:`%s'\n", missing_text, missing.c_str());
+  if (found == 0 && create != nullptr) create(*base);
   return *base;
 }
 
@@ -155,7 +159,8 @@ void def_squish_area(std::string_view value, const std::string& prefix) {
 void def_jam_area(std::string_view value, const std::string& prefix) {
   Area area;
   area.type = area_jam;
-  area.path = base_name(take_path(value), {".jhr", ".jdt", ".jdx"}, "JAM area file not found", prefix);
+  area.path = base_name(take_path(value), {".jhr", ".jdt", ".jdx"}, "JAM area file not found", prefix,
+                        create_new_jambase);
   take_tag(value, area, prefix);
   take_system_and_echomail(value, area, prefix);
   store_area(area);

@@ -20,6 +20,7 @@ struct CurrentArea {
   FixedText<128> path;
   FidoScan fido;
   PktScan pkt;                 ///< of pkt and bink areas
+  JamScan jam;
   uint32_t msgno = 0;          ///< number of the message in memory; 0: no message is in memory
   uint32_t lastread_no = 0;    ///< its number for lastread files
   uint32_t lastread_prev = 0;  ///< that of the message before

@@ -8,6 +8,7 @@
 
 #include "core/fixed_text.h"
 #include "platform/directory.h"
+#include "platform/file_window.h"
 
 namespace quelmo {
 
@@ -52,6 +53,76 @@ struct FidoScan {
 
   const char* name(size_t i) const { return names.c_str() + list[i].name_at; }
   const char* current_name() const { return name(index - 1); }
+};
+
+/// Head of a JAM base (bases/jam_records.h); its reserved bytes stay in the file.
+struct JAMHDRINFO {
+  uint32_t Signature = 0;
+  uint32_t DateCreated = 0;
+  uint32_t ModCounter = 0;
+  uint32_t ActiveMsgs = 0;
+  uint32_t PasswordCRC = 0xFFFFFFFF;
+  uint32_t BaseMsgNum = 1;
+};
+
+/// Header of a message of a JAM base (bases/jam_records.h).
+struct JAMHDR {
+  uint32_t Signature = 0;
+  uint16_t Revision = 0;
+  uint16_t ReservedWord = 0;
+  uint32_t SubfieldLen = 0;
+  uint32_t TimesRead = 0;
+  uint32_t MsgIdCRC = 0xFFFFFFFF;
+  uint32_t ReplyCRC = 0xFFFFFFFF;
+  uint32_t ReplyTo = 0;
+  uint32_t Reply1st = 0;
+  uint32_t ReplyNext = 0;
+  uint32_t DateWritten = 0;
+  uint32_t DateReceived = 0;
+  uint32_t DateProcessed = 0;
+  uint32_t MsgNum = 0;
+  uint32_t Attribute = 0;
+  uint32_t Attribute2 = 0;
+  uint32_t TxtOffset = 0;
+  uint32_t TxtLen = 0;
+  uint32_t PasswordCRC = 0xFFFFFFFF;
+  uint32_t Cost = 0;
+
+  bool operator==(const JAMHDR&) const = default;
+};
+
+/// Index record of a JAM base; with both fields 0xFFFFFFFF that of a deleted message.
+struct JAMIDX {
+  uint32_t UserCRC = 0xFFFFFFFF;
+  uint32_t HdrOffset = 0xFFFFFFFF;
+
+  bool operator==(const JAMIDX&) const = default;
+  bool dead() const { return *this == JAMIDX(); }
+};
+
+/// A file of a base and a window over it.
+struct WindowedFile {
+  Fd fd;
+  FileWindow window;
+  uint64_t length = 0;  ///< as it was when last asked for
+};
+
+struct JamScan {
+  WindowedFile jhr;
+  WindowedFile jdt;
+  WindowedFile jdx;
+  Fd jlr;                  ///< lastread file, opened at the first kill
+  bool jlr_tried = false;  ///< it needn't exist
+  JAMHDRINFO info;         ///< as last read
+  uint64_t end = 0;        ///< bytes of the index at the selection or at the last rewind: the scan ends there
+  uint32_t active = 0;     ///< live messages at that time
+  uint64_t next = 0;       ///< index record to look at next; behind a read, next - 1 is the current message's
+  uint32_t read_count = 0;  ///< live messages visited so far
+  uint32_t msg_no = 0;      ///< number of the message in hand
+  uint32_t ts = 0;          ///< time stamp of the area at selection, 0 without time stamps
+  JAMIDX idx;               ///< of the message in hand
+  JAMHDR hdr;
+  std::string tail;  ///< lines that go behind the text of the message being read
 };
 
 }  // namespace quelmo

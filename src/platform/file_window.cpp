@@ -13,7 +13,8 @@ std::optional<std::string_view> FileWindow::at(const Fd& file, uint64_t position
 
 bool FileWindow::fill(const Fd& file, uint64_t position, size_t size) {
   bool goes_on = filled_ != 0 && position >= start_ && position <= start_ + filled_ + ahead;
-  size_t wanted = std::max(size + (goes_on ? 0 : jump), goes_on ? ahead : jump);
+  reach_ = goes_on ? std::min(2 * reach_, ahead) : jump;
+  size_t wanted = goes_on ? std::max(size, reach_) : size + jump;
   if (wanted > room_) {
     buffer_ = std::make_unique_for_overwrite<char[]>(wanted);
     room_ = wanted;

@@ -17,7 +17,9 @@ class FileWindow {
   /// They stand until the next call. The memory grows to `size`, so a size out of a file is held against the
   /// file's length first.
   ///
-  /// Piece behind piece costs one read for each `ahead` bytes; a jump reads little more than was asked for.
+  /// Piece behind piece costs one read for each `ahead` bytes; a jump reads little more than was asked for,
+  /// and the reads behind it grow from there, so that a file that is read to and fro isn't read many times
+  /// over.
   std::optional<std::string_view> at(const Fd& file, uint64_t position, size_t size);
 
   /// Forgets what was read: behind a write to the file, or for another file.
@@ -33,6 +35,7 @@ class FileWindow {
   size_t room_ = 0;
   uint64_t start_ = 0;  ///< position in the file of the first byte held
   size_t filled_ = 0;   ///< number of bytes held
+  size_t reach_ = 0;    ///< bytes that the last read went for
 };
 
 }  // namespace quelmo
