@@ -51,7 +51,7 @@ void search_dir(const Area& area, const std::string& pattern, std::vector<std::s
   for (const FoundFile& file : find_files(pattern)) {
     std::string path = dir + file.name;
     bool named = area.outbound_kind != outbound_binkley || read_outbound_name(area, path);
-    if (file.size != 0 && named) list.push_back(std::move(path));
+    if (file.is_plain && file.size != 0 && named) list.push_back(std::move(path));
   }
 }
 

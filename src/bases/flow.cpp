@@ -38,10 +38,9 @@ Load read_FLO(const std::string& path, PktScan& scan) {
   scan.to = name ? name->to : unknown;
   match_aka(area.system, scan.to, scan.from);
   Load load = load_bytes(path, scan);
-  if (load != Load::ok) {
-    log_line(0, "read_FLO: error reading FLO file: `%s'\n", path.c_str());
-    return load;
-  }
+  if (load == Load::unopened) log_line(0, "read_FLO: error opening  file: `%s'\n", path.c_str());
+  if (load == Load::damaged) log_line(0, "read_FLO: error reading FLO file: `%s'\n", path.c_str());
+  if (load != Load::ok) return load;
   scan.is_list = true;
   scan.stamp = unique_stamp();
   if (log_passes(1)) {

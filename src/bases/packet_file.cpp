@@ -1,6 +1,5 @@
 #include "bases/packet_file.h"
 
-#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 
@@ -18,15 +17,11 @@ constexpr uint64_t largest_file = 0x7FFFFFFF;  // the offsets of the field's pro
 constexpr int64_t least_data = 98;             // no message fits in less
 constexpr std::string_view text_and_packet_end = {"\0\0\0", 3};
 
-Load failure(int error) {
-  return error == EACCES || error == EPERM ? Load::not_ours : Load::damaged;
-}
-
 // Opens a packet behind its header.
 Fd open_packet(const std::string& path, PktScan& scan, Load& result) {
   Fd file = open_file(path, Open::read);
   if (!file) {
-    result = failure(errno);
+    result = Load::unopened;
     log_line(0, "read_pkt: error opening  file: `%s'\n", path.c_str());
     return file;
   }
@@ -135,7 +130,7 @@ Load load_packet(const std::string& path, PktScan& scan) {
   }
   if (info->size > largest_file) {
     log_line(0, "read_pkt error: low memo (text)\n");
-    return Load::not_ours;
+    return Load::unopened;
   }
   auto size = static_cast<size_t>(data);
   if (!fill_buffer(file, size, scan)) {
@@ -154,7 +149,7 @@ Load load_packet(const std::string& path, PktScan& scan) {
 Load load_bytes(const std::string& path, PktScan& scan) {
   unload(scan);
   Fd file = open_file(path, Open::read);
-  if (!file) return failure(errno);
+  if (!file) return Load::unopened;
   std::optional<FileInfo> info = file_info(file);
   if (!info || info->size > largest_file || !fill_buffer(file, info->size, scan)) return Load::damaged;
   begin_file(path, *info, info->size, scan);

@@ -16,7 +16,7 @@ namespace quelmo {
 enum class Load {
   ok,
   damaged,
-  not_ours,  ///< no permission: somebody holds it
+  unopened,  ///< can't be opened, or is too large: nothing is known of it, and it is left alone
 };
 
 /// Reads the header of a packet into `scan`: header, to, from. Fails, logged, if the file can't be opened, is

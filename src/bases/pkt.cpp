@@ -44,7 +44,7 @@ bool is_box_name(BoxKind kind, std::string_view name) {
 
 void list_packets(const std::string& dir, std::vector<std::string>& list) {
   for (const FoundFile& file : find_files(dir + "*.pkt")) {
-    if (is_pkt_name(file.name)) list.push_back(dir + file.name);
+    if (file.is_plain && is_pkt_name(file.name)) list.push_back(dir + file.name);
   }
 }
 

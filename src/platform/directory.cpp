@@ -69,6 +69,7 @@ std::vector<FoundFile> find_files(std::string_view spec, Find what) {
     file.size = info->size;
     file.mtime = info->mtime;
     file.is_directory = info->is_directory;
+    file.is_plain = info->is_plain;
     return what != Find::all && info->is_directory != (what == Find::directories);
   });
   std::sort(found.begin(), found.end(), [](const FoundFile& a, const FoundFile& b) {

@@ -40,6 +40,7 @@ struct FoundFile {
   uint64_t size = 0;
   std::time_t mtime = 0;
   bool is_directory = false;
+  bool is_plain = false;
 };
 
 enum class Find { files, directories, all };

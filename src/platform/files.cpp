@@ -214,6 +214,7 @@ FileInfo info_of(const struct stat& st) {
           .mtime = st.st_mtime,
           .mtime_ns = st.st_mtim.tv_nsec,
           .is_directory = S_ISDIR(st.st_mode),
+          .is_plain = S_ISREG(st.st_mode),
           .device = st.st_dev,
           .inode = st.st_ino};
 }

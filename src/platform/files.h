@@ -86,6 +86,7 @@ struct FileInfo {
   std::time_t mtime = 0;  ///< seconds since the epoch
   long mtime_ns = 0;      ///< and the nanoseconds behind them
   bool is_directory = false;
+  bool is_plain = false;  ///< a plain file: no directory, pipe or device
   uint64_t device = 0;
   uint64_t inode = 0;
 };

@@ -89,6 +89,15 @@ sub names { return [map { $_->[0] =~ /^quelmo/ ? $_->[1] : $_->[0] } @{$_[0]->sa
     is(join(' ', map { $_->{from} } @{unpack_pkt($s->slurp('OUT/03e70001.out'))->{msgs}}), 'c', 'nor is anything lost');
 }
 
+{    # What changes leaves its file and arrives elsewhere with the next building, under the changed address.
+    my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b'), 'OUT/03e70001.flo' => "^/f/one\r\n/f/two\r\n");
+    my $r = $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { my ($n, $f) = (GetHdr())[0, 4]; if ($n eq 'b' || $f eq '/f/one') { RouteTo('2:999/7'); SetFlavor('CRASH') } } Scan('NETMAIL'); DoBinkOutbound('OUT') });
+    $r->ended_well;
+    is_deeply([map { my $p = unpack_pkt($s->slurp($_)); $p ? "$p->{to} " . join ' ', map { $_->{from} } @{$p->{msgs}} : '' } 'OUT/03e70001.out', 'OUT/03e70007.cut'], ['2:999/1 a', '2:999/7 b'], 'a changed message');
+    is_deeply([map { $s->slurp($_) } 'OUT/03e70001.flo', 'OUT/03e70007.clo'], ["/f/two\r\n", "^/f/one\r\n"], 'a changed line') or diag(join "\n", @{$r->log}, $s->files('OUT'), $s->files('OUT.qlm'));
+    is(scalar(grep { /03e70007/ } $s->files('OUT')), 2, 'the line has no packet');
+}
+
 {    # Lists that nobody should have written, and a damaged packet.
     my $many = join '', map { "/files/$_\n" } 1 .. 10_000;
     my %files = ('OUT/03e70001.flo' => "a\0b\0\0\r\n\n^\n#\r~sent\r\n" . 'L' x 5000 . "\r\n\r\nend", 'OUT/03e70002.flo' => $many, 'OUT/03e70003.flo' => "\0", 'OUT/03e70004.hut' => substr(pkt('2:999/1', 'x', 'y'), 0, -9),

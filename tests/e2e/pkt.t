@@ -3,6 +3,7 @@
 
 use strict;
 use warnings;
+use POSIX ();
 use Quelmo::Pkt;
 use Quelmo::Test;
 
@@ -34,6 +35,7 @@ sub held {
     );
     my $s = pkts(\%files);
     mkdir $s->path('IN/0000000d.pkt');
+    POSIX::mkfifo($s->path('IN/0000000f.pkt'), 0600) or die;
     my $inode = (stat $s->path('IN/ABCDEF01.PKT'))[1];
     my $r = $s->run(script => q{ Scan('IN'); while (ReadMsg()) { out((GetHdr())[0, 5, 6], GetRouting()) } });
     $r->ended_well;
