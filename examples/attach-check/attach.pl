@@ -1,0 +1,44 @@
+# attach.pl looks after file attaches. Run it with:  quelmo attach
+
+use strict;
+use warnings;
+
+sub attach {
+    Scan('NETMAIL');
+    while (ReadMsg()) {
+        next if !Select('@ATTRIBUTE FILE') || Select('@ATTRIBUTE SENT');
+        if    (files_are_here())  { arrived() }
+        elsif (SelectTo('LATE')) { give_back() }
+        else                      { Log(1, '   its files are not here yet') }
+    }
+    DoBinkOutbound('OUT');
+}
+
+# CheckPath puts the full names of the files into the subject. Where they don't fit it makes further attaches in NETMAIL:
+# these have their turn in the next run.
+sub files_are_here {
+    return 0 unless CheckPath(ours() ? 'OUTGOING' : 'INBOUND');
+
+    # A name that would be longer than a subject has stayed as it was: without its directory the mailer wouldn't find it.
+    return !grep { !m{[/\\]} } split ' ', GetSubject();
+}
+
+sub arrived {
+    return if SelectTo('HERE');                     # stays; the subject says now where the file is
+    SetRouting('ROUTES');
+    if (ours()) { Move('OUT') }
+    else        { Move('OUT', '-a @KFS') }          # only a copy in transit: the mailer deletes it when it is sent
+}
+
+sub give_back {
+    Log(1, '   its files did not come');
+    return Move('BAD') if SelectFrom('~ROBOTS');
+    Bounce('-f @File robot', '-s @Files missing', '-h missing', '-r @attach checker');
+    return if SelectTo('HERE');                     # one of our users: the answer stays
+    SetRouting('ROUTES');
+    Move('OUT');
+}
+
+sub ours { return Select('@ATTRIBUTE LOCAL') && SelectFrom('HERE') }
+
+1;
