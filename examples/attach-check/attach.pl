@@ -7,9 +7,9 @@ sub attach {
     Scan('NETMAIL');
     while (ReadMsg()) {
         next if !Select('@ATTRIBUTE FILE') || Select('@ATTRIBUTE SENT');
-        if    (files_are_here())  { arrived() }
+        if    (files_are_here()) { arrived() }
         elsif (SelectTo('LATE')) { give_back() }
-        else                      { Log(1, '   its files are not here yet') }
+        else                     { Log(1, '   its files are not here yet') }
     }
     DoBinkOutbound('OUT');
 }
@@ -33,7 +33,8 @@ sub arrived {
 sub give_back {
     Log(1, '   its files did not come');
     return Move('BAD') if SelectFrom('~ROBOTS');
-    Bounce('-f @File robot', '-s @Files missing', '-h missing', '-r @attach checker');
+    (my $files = GetSubject()) =~ tr/%/#/;          # a foreign text, in which macros would be expanded
+    Bounce('-f @File robot', "-s \@Missing: $files", '-h missing', '-r @attach checker');
     return if SelectTo('HERE');                     # one of our users: the answer stays
     SetRouting('ROUTES');
     Move('OUT');
