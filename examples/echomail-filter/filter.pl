@@ -23,7 +23,7 @@ sub one_message {
     return put_aside('of unknown echoes') unless Select('OUR.ECHOES');
     return put_aside('too long')          if Select('TOOLONG');
     return drop('from twits')             if SelectFrom('TWITS');
-    return drop('empty')                  if Select('EMPTY');
+    return drop('empty')                  unless grep { /\S/ && !/^(AREA:|---| \* Origin:)/ } GetText();
 
     # The serial number of a message is its own in all the world. Only this run is looked at: the tosser has the memory.
     my ($msgid) = grep { /^MSGID:/ } GetKludges();
