@@ -20,7 +20,22 @@ sub files_are_here {
     return 0 unless CheckPath(ours() ? 'OUTGOING' : 'INBOUND');
 
     # A name that would be longer than a subject has stayed as it was: without its directory the mailer wouldn't find it.
-    return !grep { !m{[/\\]} } split ' ', GetSubject();
+    my @files = split ' ', GetSubject();
+    return 0 if grep { !m{/} } @files;
+
+    # Others write FILE.ZIP where the disk has file.zip. The mailer looks for the very name, so it has to be that of the disk.
+    my @spelled = map { as_spelled($_) } @files;
+    ChangeMail("-s \@@spelled") if "@spelled" ne "@files" && "@spelled" !~ /%/;    # a % could start a macro
+    return 1;
+}
+
+sub as_spelled {
+    my ($path) = @_;
+    my ($directory, $name) = $path =~ m{^(.*/)([^/]+)$};
+    return $path if -e $path;
+    opendir my $handle, $directory or return $path;
+    my ($found) = grep { lc eq lc $name } readdir $handle;
+    return defined $found ? $directory . $found : $path;
 }
 
 sub arrived {

@@ -81,14 +81,16 @@ sub outbound { my ($s) = @_; return {map { my $p = unpack_pkt($s->slurp($_)); s{
     my @mail = map { mail(@$_[0, 1], attr => 0x11, %{$_->[2]}) } ['2:999/1', '2:999/201', {subject => 'c:\\their\\dir\\FILE.ZIP', to => 'Hal'}],
       ['2:999/1', '2:999/100', {subject => 'file.zip', to => 'Sysop'}], ['2:999/1', '2:999/201', {subject => '/etc/passwd'}],
       ['2:999/1', '2:999/201', {subject => 'gone.zip', from => 'Fred', text => "Hi\r$OLD"}], ['2:999/1', '2:999/201', {subject => $long, to => 'Long'}],
-      ['2:999/100', '2:999/201', {subject => 'own.txt', attr => 0x111}];
+      ['2:999/100', '2:999/201', {subject => 'own.txt', attr => 0x111}],
+      ['2:999/1', '2:999/201', {subject => 'part-one-of-two.zip part-two-of-two.zip', to => 'Two'}];
     my $s = example('attach-check', [qw(bad out)], netmail => \@mail);
-    $s->area(inbound => {'file.zip' => 'zip', $long => ''});
+    $s->area(inbound => {'file.zip' => 'zip', $long => '', map { ("part-$_-of-two.zip" => '') } qw(one two)});
     $s->area(outgoing => {'own.txt' => 'own'});
     run_example($s, 'attach');
     my $home = $s->home;
-    is(subjects($s, 'netmail'), "Sysop: $home/inbound/file.zip|Some Reader: passwd|Long: $long", 'attach: what stays');
-    is_deeply([sort split /\r\n/, $s->slurp('out/03e700c9.flo')], ["$home/outgoing/own.txt", "^$home/inbound/FILE.ZIP"], 'attach: the files that go');
+    is(subjects($s, 'netmail'), "Sysop: $home/inbound/file.zip|Some Reader: passwd|Long: $long|Two: $home/inbound/part-two-of-two.zip", 'attach: what stays');
+    run_example($s, 'attach');    # what didn't fit into one subject goes now
+    is_deeply([sort split /\r\n/, $s->slurp('out/03e700c9.flo')], ["$home/outgoing/own.txt", map { "^$home/inbound/$_" } qw(file.zip part-one-of-two.zip part-two-of-two.zip)], 'attach: the files that go');
     like($s->slurp('out/03e70001.out'), qr{Fred\0.*Missing: gone\.zip\0.*files that the subject tells,\r.*Hi\r}s, 'attach: the answer');
 }
 
