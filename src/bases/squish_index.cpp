@@ -96,9 +96,9 @@ std::optional<uint64_t> new_record(const Fd& sqi, const SqScan* scan, const SqBa
 }
 
 bool write_sqidx(const Fd& sqi, uint64_t number, const SqIdx& record) {
-  if (write_at(sqi, sq_bytes(record), number * sq_idx_size)) return true;
-  log_line(3, "write_SQIDX: error writing *.sqi, asked:%u, written:-1, offset:%08llX\n", sq_idx_size,
-           static_cast<unsigned long long>(number * sq_idx_size));
+  unsigned long long at = number * sq_idx_size;
+  if (write_at(sqi, sq_bytes(record), at)) return true;
+  log_line(3, "write_SQIDX: error writing *.sqi, asked:%u, written:-1, offset:%08llX\n", sq_idx_size, at);
   return sq_fail(sqi_write);
 }
 
