@@ -257,6 +257,16 @@ for my $case (@DAMAGE) {
     }
 }
 
+{    # A full disk (here: a limit on the size of files) in the middle of an add and of an update to a new place.
+    my $s = base([plain('a'), {from => 'b', text => 'x' x 3000 . "\r"}], netmail => [{text => 'y' x 1000 . "\r$OURS"}]);
+    my $before = bytes($s);
+    my @full = ('bash', '-c', 'trap "" XFSZ; ulimit -f 4; exec "$@"', 'bash');
+    $s->run(script => $FROM_NETMAIL, wrap => \@full)->log_like(qr/^add_msg error: failed to add mail to squish area, errno 6$/);
+    is_deeply(bytes($s), $before, 'a full disk: not a byte has changed by an add');
+    $s->run(script => $READ, wrap => \@full)->log_like(qr/^update_msg: failed to update squish message$/);
+    is_deeply(bytes($s), $before, 'nor by an update');
+}
+
 {    # A base that would pass 4 GiB takes no message; a leftover of a pack is named, and which copy is whole.
     my $s = base([plain('a')], netmail => [plain('b')], end_frame => 0xFFFFFF00);
     truncate $s->path('SQ.sqd'), 0xFFFFFF00;
