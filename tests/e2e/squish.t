@@ -208,7 +208,7 @@ sub put { substr $_[0], $_[1], length $_[2], $_[2] }
 my @DAMAGE = (
     ['1 byte', sub { $_[0] = 'x' }, 5], ['255 bytes', sub { $_[0] = substr $_[0], 0, 255 }, 5], ['len', sub { put($_[0], 0, 'xx') }, 5],
     ['too few records', sub { substr $_[1], 24, 12, '' }, 16], ['too many records', sub { $_[1] .= substr $_[1], 0, 12 }, 16],
-    ['odd index', sub { $_[1] .= 'x' }, 12], ['placeholder', sub { put($_[1], 12, pack 'V', 0) }, 14], ['no id', sub { put($_[1], 16, pack 'V', -1) }, 15],
+    ['a record of nothing', sub { $_[1] .= pack 'V3', 9999, 4, 0 }, 16], ['odd index', sub { $_[1] .= 'x' }, 12], ['placeholder', sub { put($_[1], 12, pack 'V', 0) }, 14], ['no id', sub { put($_[1], 16, pack 'V', -1) }, 15],
     ['num_msg of 4 milliards', sub { put($_[0], 4, pack 'V', -1) }, 16], ['record beyond the file', sub { put($_[1], 12, pack 'V', 0xFFFFFF00) }, 5],
     ['frame id', sub { put($_[0], $_[3], 'x') }, 7], ['free frame', sub { put($_[0], $_[3] + 24, "\1") }, 8], ['in writing', sub { put($_[0], $_[3] + 24, "\3") }, 23],
     ['clen', sub { put($_[0], $_[3] + 20, pack 'V', 200) }, 19], ['clen of 4 GB', sub { put($_[0], $_[3] + 20, pack 'V', -1) }, 18],
