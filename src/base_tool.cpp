@@ -18,7 +18,8 @@ using namespace quelmo;
 constexpr char usage[] =
     "Usage: quelmo-base KIND PATH\n"
     "       quelmo-base --check KIND PATH\n\n"
-    "KIND is msg or jam; PATH is the directory of *.MSG files, or the name of a base without extension.\n"
+    "KIND is msg, squish or jam; PATH is the directory of *.MSG files, or the name of a base without "
+    "extension.\n"
     "Lists the messages of the base; with --check, says what is wrong with it and where.\n"
     "Exit code 0: all is well; 1: the check has found faults; 2: the base can't be read.\n";
 
@@ -28,7 +29,7 @@ struct Kind {
   const char* word;
   AreaType type;
 };
-constexpr Kind kinds[] = {{"msg", area_fido}, {"jam", area_jam}};
+constexpr Kind kinds[] = {{"msg", area_fido}, {"squish", area_squish}, {"jam", area_jam}};
 
 const BaseOps* ops_of(const char* word) {
   for (const Kind& kind : kinds) {

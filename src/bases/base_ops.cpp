@@ -8,6 +8,9 @@
 #include "bases/jam_check.h"
 #include "bases/jam_pack.h"
 #include "bases/pkt.h"
+#include "bases/squish.h"
+#include "bases/squish_check.h"
+#include "bases/squish_pack.h"
 #include "bases/text_area.h"
 
 namespace quelmo {
@@ -26,7 +29,18 @@ constexpr BaseOps table[] = {
      .look = fido_look,
      .rewritten_whole = false,
      .tells_number = true},
-    {.name = "squish", .tells_number = true},
+    {.name = "squish",
+     .select = squish_select,
+     .read = squish_read,
+     .add = squish_add,
+     .update = squish_update,
+     .kill = squish_kill,
+     .rewind = squish_rewind,
+     .close = squish_close,
+     .pack = sqpack,
+     .look = squish_look,
+     .rewritten_whole = false,
+     .tells_number = true},
     {.name = "bink",
      .select = bink_select,
      .read = bink_read,

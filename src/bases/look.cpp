@@ -35,6 +35,7 @@ void Look::message(uint32_t number, const Msg& msg) const {
 void Look::fault(const char* format, ...) {
   if (!check) return;
   faults++;
+  if (silent) return;
   va_list args;
   va_start(args, format);
   std::vprintf(format, args);

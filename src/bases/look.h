@@ -10,7 +10,8 @@ namespace quelmo {
 
 struct Look {
   bool check = false;   ///< tell the faults, not the messages
-  uint32_t faults = 0;  ///< told so far
+  bool silent = false;  ///< only count them
+  uint32_t faults = 0;  ///< so far
 
   /// A message of the base: number, date, sender, addressee, subject, attributes. Nothing when checking.
   void message(uint32_t number, const Msg& msg) const;

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "bases/jam_pack.h"
+#include "bases/squish.h"
 #include "config/areas.h"
 #include "core/dirs.h"
 #include "core/log.h"
@@ -153,6 +154,7 @@ void def_squish_area(std::string_view value, const std::string& prefix) {
   area.path = base_name(take_path(value), {".sqd", ".sqi"}, "squish area file not found", prefix);
   take_tag(value, area, prefix);
   take_system_and_echomail(value, area, prefix);
+  if (!file_exists(area.path.str() + ".sqd")) create_new_sqbase(area.path.str());
   store_area(area);
 }
 

@@ -19,8 +19,9 @@ struct CurrentArea {
   FixedText<20> tag;  ///< as the script gave it; empty while no area is selected
   FixedText<128> path;
   FidoScan fido;
-  PktScan pkt;                 ///< of pkt and bink areas
+  PktScan pkt;  ///< of pkt and bink areas
   JamScan jam;
+  SqScan sq;
   uint32_t msgno = 0;          ///< number of the message in memory; 0: no message is in memory
   uint32_t lastread_no = 0;    ///< its number for lastread files
   uint32_t lastread_prev = 0;  ///< that of the message before

@@ -1,6 +1,7 @@
 // Scan records of the bases, members of CurMsg: how far the scan of the current area has come.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -123,6 +124,57 @@ struct JamScan {
   JAMIDX idx;               ///< of the message in hand
   JAMHDR hdr;
   std::string tail;  ///< lines that go behind the text of the message being read
+};
+
+/// Zone, net, node and point as a Squish message holds them.
+struct SqAddr {
+  uint16_t zone = 0;
+  uint16_t net = 0;
+  uint16_t node = 0;
+  uint16_t point = 0;
+};
+
+/// Message header of a Squish frame (bases/squish_frames.h).
+struct XMsg {
+  uint32_t attr = 0;
+  FixedText<36> from;
+  FixedText<36> to;
+  FixedText<72> subject;
+  SqAddr orig;
+  SqAddr dest;
+  uint32_t date_written = 0;
+  uint32_t date_arrived = 0;
+  uint16_t utc_ofs = 0;
+  uint32_t replyto = 0;
+  std::array<uint32_t, 9> replies = {};
+  uint32_t umsgid = 0;
+  FixedText<20> ftsc_date;
+};
+
+/// Record of a Squish index (bases/squish_frames.h).
+struct SqIdx {
+  uint32_t ofs = 0;
+  uint32_t umsgid = 0;
+  uint32_t hash = 0;
+};
+
+struct SqScan {
+  Fd sqd;
+  Fd sqi;
+  XMsg xmsg;                   ///< of the message last read
+  size_t index = 0;            ///< next list entry to read; behind a read, index - 1 is the current message
+  size_t total = 0;            ///< entries that the scan visits: those of the selection or of the last Rewind
+  uint32_t cur_off = 0;        ///< frame of the current message, 0 when there is none
+  std::vector<SqIdx> list;     ///< the index, killed messages marked in it; grows with messages added
+  uint32_t ts = 0;             ///< time stamp of the area at selection, 0 without time stamps
+  bool owns_index = false;     ///< the index is in `list` and locked: it may be written back
+  bool changed = false;        ///< `list` says something else than the index file
+  std::vector<bool> moved;     ///< by list entry: it has a new offset or hash
+  std::vector<uint32_t> left;  ///< frames that messages have moved out of, free once the index is written
+  uint64_t sqd_size = 0;       ///< length of the base file, as far as it has been looked at
+  FileWindow window;           ///< on the base file
+  Fd lastread;                 ///< the area's .sql file, opened for the first kill
+  bool lastread_known = false;  ///< it has been looked for
 };
 
 }  // namespace quelmo
