@@ -43,8 +43,8 @@ void msg_to_jam(const Msg& msg, JAMHDR& hdr);
 /// Takes the lines apart; sets lengths and CRCs in `hdr` and `idx`, and the attribute bits that stand for
 /// FLAGS words. `old_subfields` is the block that the message has so far, empty for a new one: subfields of
 /// ids that aren't known here are taken over as they are, addresses of echomail keep their points, which no
-/// line tells, and the attribute bits of FLAGS words stay if the
-/// message had no FLAGS subfield and has no FLAGS line.
+/// line tells, and the attribute bits of FLAGS words stay if the message had no FLAGS subfield and has no
+/// FLAGS line.
 void text_to_jam(const Msg& msg, const LineList& text, std::string_view old_subfields, JAMHDR& hdr,
                  JAMIDX& idx, JamParts& parts);
 

@@ -33,7 +33,7 @@ class RangeCopy {
   bool finish() { return write_out() && truncate_at(to_, position_) && flush_to_disk(to_); }
 
  private:
-  static constexpr size_t buffer_size = 512 * 1024;
+  static constexpr size_t buffer_size = 1 << 19;
 
   bool write_out() {
     if (!write_at(to_, {buffer_.get(), filled_}, position_)) return false;

@@ -26,7 +26,7 @@ class FileWindow {
   void forget() { filled_ = 0; }
 
  private:
-  static constexpr size_t ahead = 256 * 1024;
+  static constexpr size_t ahead = 1 << 18;
   static constexpr size_t jump = 4096;
 
   bool fill(const Fd& file, uint64_t position, size_t size);
