@@ -14,7 +14,7 @@ sub report {
         while (ReadMsg()) {
             $count++;
             $bytes += ExpandMacro('MSGLENGTH');
-            $letters{(split / /, GetFrom(), 2)[1]}++;
+            $letters{(split / /, GetFrom(), 2)[1] // ''}++;
             SetAttribute('@ !Changed');    # we only look: no Via line, nothing is written
         }
         push @areas, sprintf '%-20s %6d messages %8d bytes', $tag, $count, $bytes;
