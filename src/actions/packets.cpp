@@ -12,6 +12,7 @@
 #include "message/current.h"
 #include "message/macros.h"
 #include "message/write.h"
+#include "platform/files.h"
 
 namespace quelmo {
 namespace {
@@ -32,15 +33,16 @@ std::string header_date(const PktHeader& h) {
   return unix_to_fts(local_to_unix(fields)).str();
 }
 
-// The shared part of CopyPkt and MovePkt: true if a copy stands in the area that the call names.
-bool copy_packet(const ScriptCall& call) {
-  if (!in_packet()) return false;
+// The shared part of CopyPkt and MovePkt: the path of the copy in the area that the call names, empty if
+// there is none.
+std::string copy_packet(const ScriptCall& call) {
+  if (!in_packet()) return {};
   std::string tag = expanded_arg(call, 0);
-  if (area_type(tag) != area_pkt) return false;
+  if (area_type(tag) != area_pkt) return {};
   const Area* area = find_area(area_pkt, tag);
   if (area == nullptr) {
     log_line(4, "copypkt: couldn't get areapath");
-    return false;
+    return {};
   }
   return pkt_copy(*area);
 }
@@ -63,11 +65,15 @@ void perl_KillPkt(ScriptCall& call) {
 }
 
 void perl_CopyPkt(ScriptCall& call) {
-  call.give_number(copy_packet(call) ? 1 : 0);
+  call.give_number(copy_packet(call).empty() ? 0 : 1);
 }
 
 void perl_MovePkt(ScriptCall& call) {
-  call.give_number(copy_packet(call) && pkt_remove() ? 1 : 0);
+  std::string copy = copy_packet(call);
+  bool moved = !copy.empty() && pkt_remove();
+  // The packet still stands where it was: its messages would stand twice.
+  if (!copy.empty() && !moved && file_exists(CurMsg.pkt.name)) remove_file(copy);
+  call.give_number(moved ? 1 : 0);
 }
 
 void perl_GetPktHdr(ScriptCall& call) {

@@ -166,6 +166,18 @@ void finish_at_end(PktScan& scan, const char* caller) {
   finish_file(scan, caller);
 }
 
+// Leaves out the current message. When the rest of a line goes whose beginning stays, its end stays too: the
+// next line would run into it.
+void leave_out(PktScan& scan) {
+  bool open_line = scan.is_list && scan.kept != 0 && !ends_flow_line(scan.buffer[scan.kept - 1]);
+  while (open_line && scan.prev_off < scan.cur_off) {
+    char byte = scan.buffer[scan.prev_off++];
+    scan.dropped = true;
+    if (ends_flow_line(byte)) scan.buffer[scan.kept++] = byte;
+  }
+  drop_current(scan);
+}
+
 }  // namespace
 
 std::vector<std::string> list_outbound(const Area& area) {
@@ -223,7 +235,7 @@ bool bink_update() {
   bool changed = current.hdr.has(int_changed);
   bool written = !changed || writeOIP(scan.area, current.hdr, current.text);
   if (changed && written) {
-    drop_current(scan);
+    leave_out(scan);
   } else {
     keep_current(scan);
   }
@@ -233,7 +245,7 @@ bool bink_update() {
 }
 
 bool bink_kill() {
-  drop_current(CurMsg.pkt);
+  leave_out(CurMsg.pkt);
   finish_at_end(CurMsg.pkt, "kill_msg");
   return true;
 }

@@ -13,21 +13,16 @@
 #include "platform/clock.h"
 
 namespace quelmo {
-namespace {
-
-constexpr std::string_view line_ends = {"\r\n\0", 3};
-
-}  // namespace
-
 FlowLine take_flow_line(std::string_view list, size_t& at, size_t widest) {
   FlowLine line;
   if (list[at] == '^') line.flags = flags_kfs;
   if (list[at] == '#') line.flags = flags_tfs;
   if (line.flags != 0) at++;
-  size_t end = std::min(list.find_first_of(line_ends, at), list.size());
+  size_t end = at;
+  while (end < list.size() && !ends_flow_line(list[end])) end++;
   line.file = list.substr(at, std::min(end - at, widest));
   at += line.file.size();
-  for (int i = 0; i < 2 && at < list.size() && line_ends.find(list[at]) != std::string_view::npos; i++) at++;
+  for (int i = 0; i < 2 && at < list.size() && ends_flow_line(list[at]); i++) at++;
   return line;
 }
 

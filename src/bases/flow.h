@@ -12,6 +12,11 @@
 
 namespace quelmo {
 
+/// True for the bytes that end a line.
+constexpr bool ends_flow_line(char byte) {
+  return byte == '\r' || byte == '\n' || byte == '\0';
+}
+
 /// One line of a list.
 struct FlowLine {
   std::string_view file;  ///< without its prefix

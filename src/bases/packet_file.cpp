@@ -79,13 +79,22 @@ bool still_as_loaded(const PktScan& scan) {
          now->mtime_ns == then.mtime_ns;
 }
 
-// A list keeps its identity: mailers and tossers append to it.
+// A list keeps its identity: mailers and tossers append to it. What can't be written whole is put back as it
+// was.
 bool write_list(const PktScan& scan) {
   Fd file = open_file(scan.name, Open::update);
+  std::string old(scan.file.size, '\0');
+  if (!file || read_at(file, old.data(), old.size(), 0) != static_cast<ssize_t>(old.size())) return false;
   std::string_view kept = part(scan, 0, scan.kept);
   std::string_view rest = part(scan, scan.cur_off, scan.end_off);
-  return file && write_at(file, kept, 0) && write_at(file, rest, kept.size()) &&
-         truncate_at(file, kept.size() + rest.size()) && file.close();
+  if (write_at(file, kept, 0) && write_at(file, rest, kept.size()) &&
+      truncate_at(file, kept.size() + rest.size())) {
+    return file.close();
+  }
+  int error = errno;
+  write_at(file, old, 0);
+  errno = error;
+  return false;
 }
 
 bool write_packet(const PktScan& scan) {

@@ -221,13 +221,12 @@ bool pkt_take_up() {
   return read_pkt_header(scan.name, scan) == Load::ok;
 }
 
-bool pkt_copy(const Area& area) {
+std::string pkt_copy(const Area& area) {
   std::string path = new_pkt_name(area.path);
-  if (path.empty()) return false;
-  if (write_copy(CurMsg.pkt, path)) return true;
+  if (path.empty() || write_copy(CurMsg.pkt, path)) return path;
   report_errno(path);
   log_line(0, "update_pkt: error writing pkt/?ut file `%s'\n", path.c_str());
-  return false;
+  return {};
 }
 
 void pkt_drop_rest() {
@@ -254,7 +253,7 @@ bool pkt_remove() {
 }
 
 bool pkt_selected() {
-  return CurMsg.type == area_pkt && CurMsg.pkt.index != -1;
+  return CurMsg.type == area_pkt && !CurMsg.pkt.name.empty();
 }
 
 void pkt_set_header(const PktHeader& header) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "config/areas.h"
@@ -31,9 +32,9 @@ bool pkt_step();
 /// one that `pkt_step` chose. False if that can't be read.
 bool pkt_take_up();
 
-/// Writes the current packet as it stands into `area`: what was kept, the current message, the rest. False,
-/// logged, if that fails.
-bool pkt_copy(const Area& area);
+/// Writes the current packet as it stands into `area`: what was kept, the current message, the rest. The path
+/// of the copy, which is empty, with a log line, if that fails.
+std::string pkt_copy(const Area& area);
 
 /// Drops the unread rest of the current packet. Its earlier messages and the current one stay in the file.
 void pkt_drop_rest();

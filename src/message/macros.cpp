@@ -194,7 +194,7 @@ const MacroEntry* find_macro_entry(std::string_view name) {
 // False for a value of packets in a place without packets.
 bool has_place(const Macro& macro) {
   if ((macro.traits & packet_only) == 0) return true;
-  return CurMsg.type == area_bink || (CurMsg.type == area_pkt && CurMsg.pkt.index != -1);
+  return CurMsg.type == area_bink || (CurMsg.type == area_pkt && !CurMsg.pkt.name.empty());
 }
 
 std::string table_value(const Macro& macro) {

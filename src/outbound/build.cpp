@@ -277,7 +277,9 @@ void build(ScriptCall& call, const char* said) {
 }  // namespace
 
 Appended append_to_list(std::string_view path, std::string_view lines) {
-  Fd file = open_file(path, Open::create, 0600);
+  Fd file = open_file(path, Open::create_new, 0600);
+  bool fresh = static_cast<bool>(file);
+  if (!fresh) file = open_file(path, Open::update);
   int64_t length = file ? file_length(file) : -1;
   if (length < 0) return Appended::not_opened;
   auto end = static_cast<uint64_t>(length);
@@ -286,6 +288,7 @@ Appended append_to_list(std::string_view path, std::string_view lines) {
   std::string bytes = last == '\n' || last == '\r' ? "" : "\r\n";
   if (write_at(file, bytes.append(lines), end)) return file.close() ? Appended::done : Appended::not_written;
   truncate_at(file, end);
+  if (fresh) remove_file(path);  // an empty list makes mailers call
   return Appended::not_written;
 }
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <optional>
 #include <unordered_map>
+#include <utility>
 
 #include "bases/outbound_names.h"
 #include "bases/pkt_header.h"
@@ -92,7 +93,7 @@ bool open_scratch(ScratchFile& scratch) {
   return true;
 }
 
-// Adds bytes to the file, or nothing of them.
+// Adds bytes to the file, or nothing of them; a file that has none yet goes again.
 bool append(ScratchFile& scratch, std::string_view bytes) {
   if (write_at(scratch.file, bytes, scratch.length)) {
     scratch.length += bytes.size();
@@ -100,6 +101,11 @@ bool append(ScratchFile& scratch, std::string_view bytes) {
   }
   int error = errno;
   truncate_at(scratch.file, scratch.length);
+  if (scratch.length == 0) {
+    scratch.file.reset();
+    open_files--;
+    remove_file(scratch.dir + scratch.name);
+  }
   errno = error;
   return false;
 }
@@ -133,6 +139,12 @@ bool append_lines(ScratchFile& scratch, const Msg& msg, std::string_view lines, 
   return true;
 }
 
+// True for a line of the scanned outbound that is passed on: it names one file, blanks and all.
+bool is_list_line(const Msg& msg) {
+  return msg.has(int_dummyattach) && CurMsg.type == area_bink && CurMsg.pkt.is_list && CurMsg.msgno != 0 &&
+         msg.subject == current.oldhdr.subject;
+}
+
 // The attached files of the subject; it keeps their bare names, as the other side has no use for our paths.
 bool write_FIF(Msg& msg, ScratchFile& scratch) {
   const char* prefix = "";
@@ -142,7 +154,8 @@ bool write_FIF(Msg& msg, ScratchFile& scratch) {
   std::string bare;
   std::string_view rest = msg.subject;
   std::string_view word;
-  while (next_word(rest, word)) {
+  bool whole = is_list_line(msg);
+  while (whole ? !(word = std::exchange(rest, {})).empty() : next_word(rest, word)) {
     std::string line = prefix + std::string(word);
     log_line(1, "   FIF : %s\n", line.c_str());
     lines += line + "\r\n";

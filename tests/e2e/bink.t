@@ -76,13 +76,15 @@ sub names { return [map { $_->[0] =~ /^quelmo/ ? $_->[1] : $_->[0] } @{$_[0]->sa
 }
 
 {    # Killed and kept; a list keeps its identity and stays when it is empty; leaving in the middle; a stop.
-    my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b', 'c'), 'OUT/03e70002.out' => pkt('2:999/2', 'd'), 'OUT/03e70001.flo' => "^one\r\ntwo\nthree", 'OUT/03e70002.flo' => "all\r\ngone\r\n", 'OUT/03e70003.flo' => "x\r\ny\r\n");
+    my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b', 'c'), 'OUT/03e70002.out' => pkt('2:999/2', 'd'), 'OUT/03e70001.flo' => "^one\r\ntwo\nthree", 'OUT/03e70002.flo' => "all\r\ngone\r\n", 'OUT/03e70003.flo' => "x\r\ny\r\n",
+        'OUT/03e70003.dlo' => 'L' x 71 . "rest\r\nnext\r\n");
     my $inode = (stat $s->path('OUT/03e70001.flo'))[1];
-    my $r = $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { my ($n, $f) = (GetHdr())[0, 4]; Kill() if $n =~ /[bd]/ || $f =~ /two|all|gone/; if ($f eq 'x') { Kill(); last } } });
+    my $r = $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { my ($n, $f) = (GetHdr())[0, 4]; Kill() if $n =~ /[bd]/ || $f =~ /two|all|gone|rest/; if ($f eq 'x') { Kill(); last } } });
     $r->ended_well;
     is(join(' ', map { $_->{from} } @{unpack_pkt($s->slurp('OUT/03e70001.out'))->{msgs}}), 'a c', 'what was kept of a packet');
     ok(!-e $s->path('OUT/03e70002.out'), 'a packet without mail is gone');
     is_deeply([map { $s->slurp("OUT/0$_.flo") } '3e70001', '3e70002', '3e70003'], ["^one\r\nthree", '', "y\r\n"], 'lines go with their ends');
+    is($s->slurp('OUT/03e70003.dlo'), 'L' x 71 . "\r\nnext\r\n", 'half a line that is left never takes in the next one');
     is((stat $s->path('OUT/03e70001.flo'))[1], $inode, 'a list stays the file that it was');
     $r = $s->run(script => q{ Scan('OUT'); ReadMsg(); Kill(); ReadMsg(); Nonsense() });
     ok(!-e $s->path('OUT/03e70001.bsy'), 'no flag is left behind a stop');
@@ -90,12 +92,20 @@ sub names { return [map { $_->[0] =~ /^quelmo/ ? $_->[1] : $_->[0] } @{$_[0]->sa
 }
 
 {    # What changes leaves its file and arrives elsewhere with the next building, under the changed address.
-    my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b'), 'OUT/03e70001.flo' => "^/f/one\r\n/f/two\r\n");
-    my $r = $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { my ($n, $f) = (GetHdr())[0, 4]; if ($n eq 'b' || $f eq '/f/one') { RouteTo('2:999/7'); SetFlavor('CRASH') } } Scan('NETMAIL'); DoBinkOutbound('OUT') });
+    my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b'), 'OUT/03e70001.flo' => "^/f/one more\r\n/f/two\r\n");
+    my $r = $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { my ($n, $f) = (GetHdr())[0, 4]; if ($n eq 'b' || $f eq '/f/one more') { RouteTo('2:999/7'); SetFlavor('CRASH') } } Scan('NETMAIL'); DoBinkOutbound('OUT') });
     $r->ended_well;
     is_deeply([map { my $p = unpack_pkt($s->slurp($_)); $p ? "$p->{to} " . join ' ', map { $_->{from} } @{$p->{msgs}} : '' } 'OUT/03e70001.out', 'OUT/03e70007.cut'], ['2:999/1 a', '2:999/7 b'], 'a changed message');
-    is_deeply([map { $s->slurp($_) } 'OUT/03e70001.flo', 'OUT/03e70007.clo'], ["/f/two\r\n", "^/f/one\r\n"], 'a changed line') or diag(join "\n", @{$r->log}, $s->files('OUT'), $s->files('OUT.qlm'));
+    is_deeply([map { $s->slurp($_) } 'OUT/03e70001.flo', 'OUT/03e70007.clo'], ["/f/two\r\n", "^/f/one more\r\n"], 'a changed line') or diag(join "\n", @{$r->log}, $s->files('OUT'), $s->files('OUT.qlm'));
     is(scalar(grep { /03e70007/ } $s->files('OUT')), 2, 'the line has no packet');
+}
+
+{    # A list that can't be written whole stays as it was.
+    my $list = join '', map { "/f/$_\r\n" } 1 .. 900;
+    my $s = outbound('', 'OUT/03e70001.flo' => $list);
+    my $r = $s->run(script => q{ Scan('OUT'); ReadMsg(); Kill() }, wrap => ['prlimit', '--fsize=4096', '--']);
+    $r->log_like(qr/^update_pkt: error writing/);
+    is($s->slurp('OUT/03e70001.flo'), $list, 'to the byte');
 }
 
 {    # Lists that nobody should have written, and a damaged packet.

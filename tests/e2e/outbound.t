@@ -94,6 +94,15 @@ for my $kind (sort keys %names) {
     is(scalar @{tree($s, 'out.qlm')}, 1, 'the mail is kept');
     $s->run(script => q{DoBinkOutbound('OUT')});
     is(length unpack_pkt($s->slurp('out/00050006.out'))->{msgs}[0]{text} > 60000, 1, 'and goes in later');
+
+    # Nor is an empty file left behind: one in the outbound is a reason to call.
+    $s = out_scenario('', [mail('2:5/6', 0, text => 'x' x 60000 . "\r")], script => q{Scan('NETMAIL'); ReadMsg(); Move('OUT')});
+    my @full = ('prlimit', '--fsize=4096', '--');
+    $s->run(wrap => \@full)->log_like(qr/^writeOIP: error writing/);
+    is_deeply([tree($s, 'out.qlm'), $s->files('NETMAIL')], [[], '1.msg'], 'a packet that can not be begun');
+    $s->spew('out.qlm/00000001.fif', pack('v4', 2, 5, 6, 0) . "/f/a\r\n" x 1000);
+    $s->run(script => q{DoBinkOutbound('OUT')}, wrap => \@full)->log_like(qr/^dobinkFLO: error writing/);
+    is_deeply([tree($s, 'out.qlm'), tree($s, 'out')], [['00000001.fif'], []], 'a list that can not be brought in');
 }
 
 {    # The lists of docs/formats/scratch.md, byte by byte.

@@ -166,6 +166,8 @@ sub held {
     is_deeply(\@rest, [[1, 0, 'b'], [1], [1, 0], [1], ['2:5/6.7', '2:5/8', '1'], [1], [1, 0, 0]], 'results') or diag(explain(\@rest));
     is_deeply(held($s, 'IN'), {'00000001.pkt' => 'b c', '00000003.pkt' => 'g h', '00000004.pkt' => 'i j'}, 'what stays: KillPkt drops the rest, MovePkt all');
     is_deeply([sort values %{held($s, 'TO')}], ['b c', 'd e f'], 'copies are whole');
+    $r = $s->run(script => q{ Scan('IN'); ReadMsg(); utime 1, 1, (GetPktHdr())[8]; out(MovePkt('TO')) });
+    is_deeply([$r->said, scalar(keys %{held($s, 'TO')}), held($s, 'IN')->{'00000001.pkt'}], [[[0]], 2, 'b c'], 'a packet that can not be taken away is not moved');
     my $set = unpack_pkt($s->slurp('IN/00000003.pkt'));
     is_deeply([@$set{qw(from to password prodData qDestZone auxNet)}], ['2:5/6.7', '2:5/8', 'pw', 0xFF, 2, 5], 'a header set ahead of the first message is written');
 }
