@@ -232,6 +232,7 @@ uint32_t bink_add(const Area& area, const Msg& msg, const LineList& text) {
 
 bool bink_update() {
   PktScan& scan = CurMsg.pkt;
+  if (is_settled(scan)) return true;
   bool changed = current.hdr.has(int_changed);
   bool written = !changed || writeOIP(scan.area, current.hdr, current.text);
   if (changed && written) {
@@ -257,8 +258,10 @@ void bink_take_route() {
 
 void bink_close() {
   PktScan& scan = CurMsg.pkt;
-  if (!scan.loaded) return;
-  log_line(4, "reset_globals: unread block left, saving file: `%s'\n", scan.name.c_str());
+  if (scan.loaded) {
+    log_line(4, "reset_globals: unread block left, saving file: `%s'\n", scan.name.c_str());
+  }
+  // A run that is stopped while a file is taken up or finished holds its flag alone.
   finish_file(scan, "reset_globals");
 }
 

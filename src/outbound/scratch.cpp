@@ -93,7 +93,7 @@ bool open_scratch(ScratchFile& scratch) {
   return true;
 }
 
-// Adds bytes to the file, or nothing of them; a file that has none yet goes again.
+// Adds bytes to the file, or nothing of them.
 bool append(ScratchFile& scratch, std::string_view bytes) {
   if (write_at(scratch.file, bytes, scratch.length)) {
     scratch.length += bytes.size();
@@ -101,11 +101,6 @@ bool append(ScratchFile& scratch, std::string_view bytes) {
   }
   int error = errno;
   truncate_at(scratch.file, scratch.length);
-  if (scratch.length == 0) {
-    scratch.file.reset();
-    open_files--;
-    remove_file(scratch.dir + scratch.name);
-  }
   errno = error;
   return false;
 }
@@ -231,9 +226,11 @@ bool writeOIP(const Area& area, const Msg& original, const LineList& text) {
 
 void close_scratch_files() {
   for (auto& [key, scratch] : scratch_files) {
-    if (scratch.file && !scratch.file.close()) {
-      log_line(0, "writeOIP: error writing target file `%s'\n", (scratch.dir + scratch.name).c_str());
-    }
+    if (!scratch.file) continue;
+    std::string path = scratch.dir + scratch.name;
+    // A file that was opened and couldn't be begun is of no use to anybody.
+    if (scratch.length == 0) remove_file(path);
+    if (!scratch.file.close()) log_line(0, "writeOIP: error writing target file `%s'\n", path.c_str());
   }
   open_files = 0;
 }

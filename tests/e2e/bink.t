@@ -108,6 +108,29 @@ sub names { return [map { $_->[0] =~ /^quelmo/ ? $_->[1] : $_->[0] } @{$_[0]->sa
     is($s->slurp('OUT/03e70001.flo'), $list, 'to the byte');
 }
 
+{    # A disk that is full for the log too: wherever that stops the run, files are whole, no mail is lost and no flag is left.
+    my ($big, @wrong) = ('y' x 2400 . "\r$OURS");
+    for my $left (map { 25 * $_ } 6 .. 56) {
+        my $s = outbound('', 'OUT/03e70001.out' => pkt('2:999/1', 'a', 'b'), 'OUT/03e70002.out' => pack_pkt({to => '2:999/2'}, map { {%{seen($_)}, text => $big} } 'c', 'd', 'e'), 'OUT/03e70003.flo' => "/f/1\r\n/f/2\r\n");
+        $s->area('PKT', {})->spew('big.log', 'z' x (4000 - $left));
+        $s->spew('quelmo.cfg', "LOGFILE big.log\n" . $s->slurp('quelmo.cfg') =~ s/DEBUG 1\n/$left % 50 ? "DEBUG 1\n" : "DEBUG 4\n"/er . "PKTAREA PKT PKT\n");
+        $s->run(script => q{ Scan('OUT'); while (ReadMsg()) { (GetHdr())[0] =~ /[ac]/ ? RouteTo('2:999/2') : Move('PKT') } Scan('NETMAIL'); DoBinkOutbound('OUT') }, wrap => ['prlimit', '--fsize=4000', '--']);
+        my ($all, @mail) = ('');
+        for my $file (sort map { my $dir = $_; map { "$dir/$_" } $s->files($dir) } qw(OUT OUT.qlm PKT)) {
+            my $bytes = $s->slurp($file);
+            push @wrong, "$left: $file" if $file =~ /bsy|#|bad/;
+            $all .= $bytes;
+            next if $file !~ /(pkt|ut|ip)$/;
+            my $p = unpack_pkt($file =~ /ip$/ ? "$bytes\0\0" : $bytes);
+            push @wrong, "$left: $file is damaged" if !$p || $p->{end} ne "\0\0";
+            push @mail, map { $_->{from} } @{$p->{msgs}} if $p;
+        }
+        for my $name ('a' .. 'e') { push @wrong, "$left: $name is lost" if !grep { $_ eq $name } @mail }
+        push @wrong, "$left: a line is lost" if $all !~ m{(/f/|\0)1\b} || $all !~ m{(/f/|\0)2\b};
+    }
+    is_deeply(\@wrong, [], 'a full disk');
+}
+
 {    # Lists that nobody should have written, and a damaged packet.
     my $many = join '', map { "/files/$_\n" } 1 .. 10_000;
     my %files = ('OUT/03e70001.flo' => "a\0b\0\0\r\n\n^\n#\r~sent\r\n" . 'L' x 5000 . "\r\n\r\nend", 'OUT/03e70002.flo' => $many, 'OUT/03e70003.flo' => "\0", 'OUT/03e70004.hut' => substr(pkt('2:999/1', 'x', 'y'), 0, -9),
