@@ -52,15 +52,14 @@ void perl_Move(ScriptCall& call) {
   constexpr ShapeLines lines = {.netmail = "move: changing netmail kludges",
                                 .echomail = "move: changing echomail kludges\n"};
   Copy copy = put_copy(call, "move", lines);
-  // The source goes at once: a log that can't be written ends the run, and the message would stand twice.
-  bool gone = copy.number != 0 && kill_msg() == 1;
-  if (gone) forget_message();
+  bool gone = false;
   if (copy.number != 0) {
     if (CurMsg.type == area_fido || CurMsg.type == area_squish || copy.type == area_jam) {
       log_line(1, "   %u created in %s\n", copy.number, copy.tag.c_str());
     }
     log_line(1, "   Moved to area %s\n", copy.tag.c_str());
     run.msgs_written++;
+    gone = kill_msg() == 1;
   }
   if (!gone) {
     log_line(0, "%s move failed\n", call.label());

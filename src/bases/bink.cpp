@@ -232,7 +232,6 @@ uint32_t bink_add(const Area& area, const Msg& msg, const LineList& text) {
 
 bool bink_update() {
   PktScan& scan = CurMsg.pkt;
-  if (is_settled(scan)) return true;
   bool changed = current.hdr.has(int_changed);
   bool written = !changed || writeOIP(scan.area, current.hdr, current.text);
   if (changed && written) {

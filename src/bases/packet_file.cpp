@@ -193,10 +193,6 @@ void drop_current(PktScan& scan) {
   scan.prev_off = scan.cur_off;
 }
 
-bool is_settled(const PktScan& scan) {
-  return scan.prev_off == scan.cur_off;
-}
-
 void drop_rest(PktScan& scan) {
   scan.dropped = scan.dropped || scan.cur_off != scan.end_off;
   scan.end_off = scan.cur_off;

@@ -39,9 +39,6 @@ bool read_packed_msg(PktScan& scan, LineList& text);
 void keep_current(PktScan& scan);
 void drop_current(PktScan& scan);
 
-/// True if nothing is left to decide on the current message: a run that ends passes it on only once.
-bool is_settled(const PktScan& scan);
-
 /// Leaves out everything behind the current message.
 void drop_rest(PktScan& scan);
 

@@ -171,7 +171,6 @@ uint32_t pkt_add_with(const Area& area, const Msg& msg, const LineList& text, co
 
 bool pkt_update() {
   PktScan& scan = CurMsg.pkt;
-  if (is_settled(scan)) return true;
   bool changed = current.hdr.has(int_changed);
   bool written = !changed || write_changed(scan);
   if (changed && written) {

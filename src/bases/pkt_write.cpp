@@ -171,15 +171,13 @@ bool append_message(PktName& packet, const PktHeader& header, const PackedMsg& m
     return true;
   }
   report_errno(packet.path);
-  std::string path = packet.path;
-  // Put right ahead of the log line, which ends the run if the log can't be written either. Room for the old
-  // end there is: it stood here.
+  log_line(0, "write_pkt_msg: error writing pktfile (msg) `%s'\n", packet.path.c_str());
+  // Room for the old end there is: it stood here.
   if (size == 0 || !write_at(packet.file, pkt_end, at) || !truncate_at(packet.file, size)) {
     truncate_at(packet.file, size);
     if (size == 0) remove_file(packet.path);
     packet.path.clear();
   }
-  log_line(0, "write_pkt_msg: error writing pktfile (msg) `%s'\n", path.c_str());
   return false;
 }
 

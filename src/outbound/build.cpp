@@ -148,8 +148,8 @@ bool dobinkout(const std::string& ip, const std::string& out) {
   Fd to = open_packet(out, end);
   if (!to) return false;
   if (!append_packet(from, end == 0 ? 0 : pkt_header_size, to, end) || !to.close()) {
-    restore_packet(out, end);
     log_line(0, "dobinkout: error writing *.OUT file: `%s'\n", out.c_str());
+    restore_packet(out, end);
     return false;
   }
   if (!remove_file(ip)) log_line(0, "dobinkout: error deleting *.?IP file: `%s'\n", ip.c_str());
@@ -243,8 +243,6 @@ void build_list(const Area& area, const std::string& path, OutFile what) {
   std::string list = outbound_name(area, info->to, what, what == OutFile::list ? letter_of(path) : 'f');
   bool attach = what == OutFile::list;
   if (dobinkFLO(info->spec, list)) {
-    // Ahead of anything that can end the run: the lines stand in the outbound.
-    bool removed = remove_file(path);
     if (attach) {
       log_line(1, " attach to : %s,   added to: %s\n", shown.c_str(), list.c_str());
     } else {
@@ -252,7 +250,7 @@ void build_list(const Area& area, const std::string& path, OutFile what) {
     }
     show_progress(what, info->spec);
     run.msgs_written++;
-    if (!removed) {
+    if (!remove_file(path)) {
       if (attach) {
         log_line(0, "dobinkout: error deleting *.?IF file: `%s'\n", path.c_str());
       } else {
