@@ -39,7 +39,7 @@ sub edit {
     my $s = scenario(config => '', areas => {NETMAIL => [{text => $text . $OURS, %o}]});
     mkdir $s->path('tpl');
     $s->spew('quelmo.cfg', $Quelmo::Test::BASE_CONFIG . $CONFIG . "FIDOAREA NETMAIL NETMAIL\n");
-    $s->spew('tpl/note.tpl', "Dear %TONAME%\nfirst %%list.%% last\n100% sure 5%\n");
+    $s->spew('tpl/note.tpl', "Dear %TONAME%\nfi\0rst %%list.%% last\n100% sure 5%\n");
     $s->script("our \@list = ('a', 'b %FROMNAME%'); Scan('NETMAIL'); ReadMsg(); $script");
     return $s;
 }
