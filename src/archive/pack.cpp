@@ -263,6 +263,7 @@ void perl_PackPKT(ScriptCall& call) {
   const std::string dir = job.pkt_area->path.str();
   for (const FoundFile& found : find_files(dir + "*.pkt")) {
     check_signals();
+    if (!found.is_plain) continue;
     PackedPacket packet;
     packet.path = dir + found.name;
     if (!get_pkt_to(packet.path, packet.to)) continue;
