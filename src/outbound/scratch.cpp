@@ -113,8 +113,7 @@ bool append_lines(ScratchFile& scratch, const Msg& msg, std::string_view lines, 
   std::string path = scratch.dir + scratch.name;
   if (!open_scratch(scratch)) {
     report_errno(path);
-    write_stderr(format_text("\a%s: error opening file: `%s'\n", label, path.c_str()));
-    log_line(0, "%s: error opening file: `%s'\n", label, path.c_str());
+    report_logged("%s: error opening file: `%s'\n", label, path.c_str());
     return false;
   }
   std::string bytes;
@@ -170,8 +169,7 @@ bool write_packet(const Area& area, const Msg& msg, const FtnAddr& aka, const Li
   std::string path = scratch.dir + scratch.name;
   if (!open_scratch(scratch)) {
     report_errno(path);
-    write_stderr(format_text("\awriteOIP: error opening pkt file: `%s'\n", path.c_str()));
-    log_line(0, "writeOIP: error opening pkt file: `%s'\n", path.c_str());
+    report_logged("writeOIP: error opening pkt file: `%s'\n", path.c_str());
     return false;
   }
   std::string bytes;
