@@ -82,7 +82,9 @@ bool get_pkt_to(const std::string& path, FtnAddr& to) {
   } else {
     read_pkt_header_bytes(std::string_view(bytes, sizeof bytes), header);
     to = pkt_to(header);
-    return true;
+    // Another type has its addresses elsewhere, and would go to a system that doesn't exist.
+    if (header.packetType == pkt_type_2) return true;
+    log_line(3, "get_pkt_to: `%s' is no type 2 pkt file\n", path.c_str());
   }
   log_line(0, "PackPkt: error reading pkt header, file `%s'\n", path.c_str());
   return false;

@@ -54,12 +54,12 @@ sub left { my ($s, $dir) = @_; return [sort $s->files($dir)] }
     like($s->slurp('out/00070008.hlo'), qr{\A\Q$home\E/out/([0-9A-F]{8})\.${day}0\r\n\Q$home\E/out/\g1\.${day}1\r\n\z}, 'held, without a prefix');
     is_deeply([$s->files('pkts')], ['00000003.pkt'], 'packed packets are gone');
     # The next run: the bundle of today goes on, a plain packet isn't attached twice, a busy system waits.
-    $s->spew('pkts/00000009.pkt', pack_pkt({to => '2:5/6'}, {}))->spew('pkts/0000000a.pkt', pack_pkt({to => '2:7/8'}, {}))->spew('out/00070008.bsy', '')->spew('pkts/0000000b.pkt', 'cut');
+    $s->spew('pkts/00000009.pkt', pack_pkt({to => '2:5/6'}, {}))->spew('pkts/0000000a.pkt', pack_pkt({to => '2:7/8'}, {}))->spew('out/00070008.bsy', '')->spew('pkts/0000000b.pkt', 'cut')->spew('pkts/0000000e.pkt', 'x' x 99);
     $r = $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK')});
     $r->log_like(qr/^Skipping busy system: 2:7\/8/);
     $r->log_like(qr/error reading pkt header, file `.*0000000b/);
     is(() = $s->slurp('out/00050006.flo') =~ /\n/g, 1, 'no second line for the same bundle');
-    is_deeply(left($s, 'pkts'), ['00000003.pkt', '0000000a.pkt', '0000000b.pkt'], 'what stays');
+    is_deeply(left($s, 'pkts'), ['00000003.pkt', '0000000a.pkt', '0000000b.pkt', '0000000e.pkt'], 'what stays');
     # A flow file of another day, an entry of another day or of another kind of archive: a new bundle.
     unlink $s->path('out/00070008.bsy');
     $s->spew('out/00070008.hlo', "$home/out/12345678.${day}0\r\n")->spew("out/12345678.${day}0", 'ZZ other archive');
