@@ -11,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   size_t at = 0;
   while (at < size) {
     size_t before = at;
-    FlowLine line = take_flow_line(list, at);
+    FlowLine line = take_flow_line(list, at, 71);
     fuzz::check(at > before && at <= size, "every line moves on");
     fuzz::check(line.file.size() <= 71, "a line fits a subject");
     fuzz::check(line.file.find_first_of("\r\n") == std::string_view::npos, "a line has no end in it");

@@ -7,6 +7,7 @@
 
 #include "archive/archiver.h"
 #include "archive/arcmail_names.h"
+#include "bases/flow.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "platform/clock.h"
@@ -86,22 +87,17 @@ std::string last_of_flow(const BundleRequest& request) {
     return {};
   }
   std::string chosen;
-  std::string_view rest = *bytes;
-  while (!rest.empty()) {
-    size_t end = rest.find_first_of(std::string_view("\r\n\0", 3));
-    std::string line(rest.substr(0, end));
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    if (line.empty()) continue;
-    std::string_view entry = line;
-    if (entry[0] == '^' || entry[0] == '#') entry.remove_prefix(1);
+  for (size_t at = 0; at < bytes->size();) {
+    std::string entry(take_flow_line(*bytes, at).file);
+    if (entry.empty()) continue;
     std::string_view name = file_part(entry);
     if (!starts_nocase(entry, request.flow_dir)) {
       log_line(4, "get_last_arc_entry: path `%s' not found in entry `%s'\n", request.flow_dir.c_str(),
-               line.c_str());
+               entry.c_str());
     } else if (!is_arcmail_name(name) || !is_curdate(name)) {
-      log_line(4, "get_last_arc_entry: not arcmail or old `%s'\n", line.c_str());
+      log_line(4, "get_last_arc_entry: not arcmail or old `%s'\n", entry.c_str());
     } else {
-      log_line(4, "get_last_arc_entry: got entry `%s'\n", line.c_str());
+      log_line(4, "get_last_arc_entry: got entry `%s'\n", entry.c_str());
       chosen = name;
     }
   }

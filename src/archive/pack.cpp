@@ -6,6 +6,7 @@
 
 #include "archive/arc_cache.h"
 #include "archive/archiver.h"
+#include "bases/flow.h"
 #include "bases/outbound_names.h"
 #include "bases/pkt_records.h"
 #include "bases/pkt_write.h"
@@ -149,13 +150,8 @@ bool is_packet_line(std::string_view line) {
 
 bool stands_in_flow(const std::string& flow, std::string_view path) {
   std::optional<std::string> bytes = read_file(flow);
-  std::string_view rest = bytes ? std::string_view(*bytes) : std::string_view();
-  while (!rest.empty()) {
-    size_t end = rest.find_first_of(std::string_view("\r\n\0", 3));
-    std::string_view line = rest.substr(0, end);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    if (!line.empty() && (line[0] == '^' || line[0] == '#')) line.remove_prefix(1);
-    if (equal_nocase(line, path)) return true;
+  for (size_t at = 0; bytes && at < bytes->size();) {
+    if (equal_nocase(take_flow_line(*bytes, at).file, path)) return true;
   }
   return false;
 }

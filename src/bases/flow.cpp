@@ -19,13 +19,13 @@ constexpr std::string_view line_ends = {"\r\n\0", 3};
 
 }  // namespace
 
-FlowLine take_flow_line(std::string_view list, size_t& at) {
+FlowLine take_flow_line(std::string_view list, size_t& at, size_t widest) {
   FlowLine line;
   if (list[at] == '^') line.flags = flags_kfs;
   if (list[at] == '#') line.flags = flags_tfs;
   if (line.flags != 0) at++;
   size_t end = std::min(list.find_first_of(line_ends, at), list.size());
-  line.file = list.substr(at, std::min(end - at, decltype(Msg::subject)::limit));
+  line.file = list.substr(at, std::min(end - at, widest));
   at += line.file.size();
   for (int i = 0; i < 2 && at < list.size() && line_ends.find(list[at]) != std::string_view::npos; i++) at++;
   return line;
@@ -52,7 +52,8 @@ Load read_FLO(const std::string& path, PktScan& scan) {
 
 void read_FLO_msg(PktScan& scan, LineList& text, Msg& msg) {
   scan.prev_off = scan.cur_off;
-  FlowLine line = take_flow_line(std::string_view(scan.buffer).substr(0, scan.end_off), scan.cur_off);
+  FlowLine line = take_flow_line(std::string_view(scan.buffer).substr(0, scan.end_off), scan.cur_off,
+                                 decltype(Msg::subject)::limit);
   msg.to = scan.to;
   msg.from = scan.from;
   msg.routeto = scan.to;

@@ -14,13 +14,13 @@ namespace quelmo {
 
 /// One line of a list.
 struct FlowLine {
-  std::string_view file;  ///< at most what a subject holds; of a longer line the rest is the next one
+  std::string_view file;  ///< without its prefix
   uint16_t flags = 0;     ///< flags_kfs, flags_tfs or none
 };
 
 /// Takes the line at offset `at` of a list, which isn't its end, with up to two of its end's bytes. `at`
-/// always moves on.
-FlowLine take_flow_line(std::string_view list, size_t& at);
+/// always moves on. Of a line whose file is longer than `widest` the rest is the next line.
+FlowLine take_flow_line(std::string_view list, size_t& at, size_t widest = std::string_view::npos);
 
 /// Loads a list of the scanned area into `scan`: its bytes, `to` from its name, `from` the own address
 /// towards it. Fails, logged, if it can't be read.

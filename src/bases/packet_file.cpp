@@ -1,5 +1,6 @@
 #include "bases/packet_file.h"
 
+#include <cerrno>
 #include <cstring>
 #include <initializer_list>
 
@@ -217,12 +218,15 @@ void unload(PktScan& scan) {
   scan.header_set = false;
 }
 
+bool set_aside(std::string_view path, const std::string& bad) {
+  if (rename_file(path, bad)) return true;
+  return errno == EEXIST &&
+         rename_file(path, std::string(dir_part(path)) + format_text("%08x.bad", unique_stamp()));
+}
+
 void mark_bad(std::string_view path) {
-  std::string_view dir = dir_part(path);
   std::string_view name = file_part(path);
-  std::string stem = std::string(dir) + std::string(name.substr(0, name.rfind('.')));
-  if (rename_file(path, stem + ".bad")) return;
-  rename_file(path, std::string(dir) + format_text("%08x.bad", unique_stamp()));
+  set_aside(path, std::string(dir_part(path)) + std::string(name.substr(0, name.rfind('.'))) + ".bad");
 }
 
 }  // namespace quelmo

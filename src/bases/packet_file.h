@@ -57,6 +57,10 @@ bool write_copy(const PktScan& scan, const std::string& path);
 /// Forgets the loaded file; the memory is kept for the next one.
 void unload(PktScan& scan);
 
+/// Renames a damaged file, to `bad` or, if that is taken, to a name made up in its directory. False with
+/// errno.
+bool set_aside(std::string_view path, const std::string& bad);
+
 /// Gives a damaged file the extension "bad", or a name made up if that one is taken.
 void mark_bad(std::string_view path);
 

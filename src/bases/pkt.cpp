@@ -243,6 +243,7 @@ void pkt_drop_rest() {
 bool pkt_remove() {
   PktScan& scan = CurMsg.pkt;
   scan.kept = 0;
+  scan.dropped = true;
   drop_current(scan);
   drop_rest(scan);
   bool removed = save_file(scan);

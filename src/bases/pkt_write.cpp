@@ -38,7 +38,7 @@ constexpr size_t most_open = 200;
 constexpr uint64_t least_packet = pkt_header_size + pkt_end.size();
 
 std::string name_key(std::string_view dir, const FtnAddr& to, const FtnAddr& from) {
-  std::string key = upper(dir);
+  std::string key(dir);
   for (const FtnAddr* addr : {&to, &from}) {
     for (uint16_t number : {addr->zone, addr->net, addr->node, addr->point}) {
       key += static_cast<char>(number >> 8);

@@ -9,17 +9,19 @@
 namespace quelmo {
 namespace {
 
-// True if the frame of a record holds its message.
-bool holds_message(const Fd& sqd, const SqIdx& record) {
+// True if the message of a record has been killed: its frame is free, or holds one that came later.
+bool was_killed(const Fd& sqd, const SqIdx& record) {
   char bytes[sq_hdr_size + sq_xmsg_size];
-  if (read_at(sqd, bytes, sizeof bytes, record.ofs) != ssize_t{sizeof bytes}) return false;
-  ByteReader reader({bytes, sizeof bytes});
+  ssize_t got = read_at(sqd, bytes, sizeof bytes, record.ofs);
+  if (got < ssize_t{sq_hdr_size}) return false;
+  ByteReader reader({bytes, static_cast<size_t>(got)});
   SqHdr hdr;
   XMsg xmsg;
   fields(reader, hdr);
   fields(reader, xmsg);
-  bool same = (xmsg.attr & sq_attr_umsgid) == 0 || xmsg.umsgid == record.umsgid;
-  return hdr.id == sq_frame_id && hdr.frame_type != sq_free && same;
+  if (hdr.id != sq_frame_id || hdr.frame_type == sq_being_written) return false;
+  bool later = (xmsg.attr & sq_attr_umsgid) != 0 && xmsg.umsgid > record.umsgid;
+  return hdr.frame_type == sq_free || later;
 }
 
 // A scan that died after kills has left their records. True if the index is right without the records whose
@@ -27,7 +29,7 @@ bool holds_message(const Fd& sqd, const SqIdx& record) {
 bool without_killed(SqScan& scan, uint32_t num_msg) {
   std::vector<size_t> dead;
   for (size_t i = 0; i < scan.list.size(); i++) {
-    if (!holds_message(scan.sqd, scan.list[i])) dead.push_back(i);
+    if (was_killed(scan.sqd, scan.list[i])) dead.push_back(i);
   }
   if (scan.list.size() - dead.size() != num_msg) return false;
   for (size_t entry : dead) mark_dead(scan, entry);
@@ -96,9 +98,9 @@ std::optional<uint64_t> new_record(const Fd& sqi, const SqScan* scan, const SqBa
 }
 
 bool write_sqidx(const Fd& sqi, uint64_t number, const SqIdx& record) {
-  if (write_at(sqi, sq_bytes(record), number * sq_idx_size)) return true;
-  log_line(3, "write_SQIDX: error writing *.sqi, asked:%u, written:-1, offset:%08llX\n", sq_idx_size,
-           static_cast<unsigned long long>(number * sq_idx_size));
+  unsigned long long at = number * sq_idx_size;
+  if (write_at(sqi, sq_bytes(record), at)) return true;
+  log_line(3, "write_SQIDX: error writing *.sqi, asked:%u, written:-1, offset:%08llX\n", sq_idx_size, at);
   return sq_fail(sqi_write);
 }
 

@@ -7,7 +7,8 @@
 //   add       The frame is written whole where nothing points to it: behind the end, or in a free frame that
 //             has been taken out of its chain first. Then the link of the message before, then SqBase, then
 //             the index record. Up to SqBase the base is as it was (at worst a free frame is lost until the
-//             next pack); between the last two the message is in the chain and not yet in the index.
+//             next pack); between the last two the message is in the chain and not yet in the index, and a
+//             scan refuses the base.
 //   update    In place, the frame is marked as being written until it is whole: a reader sees the mark, not
 //             half a message. To a new place: the new frame is whole before anything points to it, and the
 //             old one stays a message until the index has been written, so that the index file, old or new,

@@ -37,7 +37,9 @@ int update_msg() {
     run.msgs_written++;
     // time() lags behind the clock by some milliseconds, and a file's time need not: the message would look
     // newer than its stamp.
-    CurMsg.maxts = static_cast<uint32_t>(clock_ms() / 1000 + utc_offset_hours() * 3600L);
+    // Squish stamps count from the epoch; a shift would hide the mail of the next hours from the next scan.
+    long shift = CurMsg.type == area_squish ? 0 : utc_offset_hours() * 3600L;
+    CurMsg.maxts = static_cast<uint32_t>(clock_ms() / 1000 + shift);
     hdr.intattr &= ~static_cast<uint32_t>(int_changed);
   }
   return 1;

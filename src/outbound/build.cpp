@@ -1,11 +1,11 @@
 #include "outbound/build.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 #include <string>
 
 #include "bases/outbound_names.h"
+#include "bases/packet_file.h"
 #include "bases/pkt_records.h"
 #include "core/byte_order.h"
 #include "core/console.h"
@@ -15,7 +15,6 @@
 #include "core/text.h"
 #include "message/macros.h"
 #include "outbound/scratch.h"
-#include "platform/clock.h"
 #include "platform/directory.h"
 #include "platform/files.h"
 #include "platform/path.h"
@@ -89,12 +88,10 @@ uint64_t end_of_packet(const Fd& file, const std::string& path) {
 }
 
 // Gives a damaged packet a name that ends in "bad".
-void set_aside(const std::string& path) {
+void set_grunged_aside(const std::string& path) {
   std::string bad = path.substr(0, path.size() - 3) + "bad";
   log_line(0, "dobinkout: pkt file `%s' grunged, renaming to `%s'\n", path.c_str(), bad.c_str());
-  if (rename_file(path, bad)) return;
-  std::string made_up = std::string(dir_part(path)) + format_text("%08x.bad", unique_stamp());
-  if (errno != EEXIST || !rename_file(path, made_up))
+  if (!set_aside(path, bad))
     log_line(0, "dobinkout: error renaming grunged pkt file `%s' to `%s'\n", path.c_str(), bad.c_str());
 }
 
@@ -107,7 +104,7 @@ Fd open_packet(const std::string& path, uint64_t& end) {
     if (!file) log_line(0, "dobinkout: error opening *.OUT file: `%s'\n", path.c_str());
     if (file) end = end_of_packet(file, path);
     if (end != 0) return file;
-    set_aside(path);
+    set_grunged_aside(path);
   }
   Fd file = open_file(path, Open::create_new, 0600);
   if (file) return file;

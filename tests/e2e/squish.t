@@ -208,7 +208,7 @@ sub put { substr $_[0], $_[1], length $_[2], $_[2] }
 my @DAMAGE = (
     ['1 byte', sub { $_[0] = 'x' }, 5], ['255 bytes', sub { $_[0] = substr $_[0], 0, 255 }, 5], ['len', sub { put($_[0], 0, 'xx') }, 5],
     ['too few records', sub { substr $_[1], 24, 12, '' }, 16], ['too many records', sub { $_[1] .= substr $_[1], 0, 12 }, 16],
-    ['odd index', sub { $_[1] .= 'x' }, 12], ['placeholder', sub { put($_[1], 12, pack 'V', 0) }, 14], ['no id', sub { put($_[1], 16, pack 'V', -1) }, 15],
+    ['a record of nothing', sub { $_[1] .= pack 'V3', 9999, 4, 0 }, 16], ['odd index', sub { $_[1] .= 'x' }, 12], ['placeholder', sub { put($_[1], 12, pack 'V', 0) }, 14], ['no id', sub { put($_[1], 16, pack 'V', -1) }, 15],
     ['num_msg of 4 milliards', sub { put($_[0], 4, pack 'V', -1) }, 16], ['record beyond the file', sub { put($_[1], 12, pack 'V', 0xFFFFFF00) }, 5],
     ['frame id', sub { put($_[0], $_[3], 'x') }, 7], ['free frame', sub { put($_[0], $_[3] + 24, "\1") }, 8], ['in writing', sub { put($_[0], $_[3] + 24, "\3") }, 23],
     ['clen', sub { put($_[0], $_[3] + 20, pack 'V', 200) }, 19], ['clen of 4 GB', sub { put($_[0], $_[3] + 20, pack 'V', -1) }, 18],
@@ -255,6 +255,16 @@ for my $case (@DAMAGE) {
         $r = $s->run(script => $READ);
         like(said($r), qr/^a (b )?c( d)?$/, "$name: a kill touches no other message");
     }
+}
+
+{    # A full disk (here: a limit on the size of files) in the middle of an add and of an update to a new place.
+    my $s = base([plain('a'), {from => 'b', text => 'x' x 3000 . "\r"}], netmail => [{text => 'y' x 1000 . "\r$OURS"}]);
+    my $before = bytes($s);
+    my @full = ('bash', '-c', 'trap "" XFSZ; ulimit -f 4; exec "$@"', 'bash');
+    $s->run(script => $FROM_NETMAIL, wrap => \@full)->log_like(qr/^add_msg error: failed to add mail to squish area, errno 6$/);
+    is_deeply(bytes($s), $before, 'a full disk: not a byte has changed by an add');
+    $s->run(script => $READ, wrap => \@full)->log_like(qr/^update_msg: failed to update squish message$/);
+    is_deeply(bytes($s), $before, 'nor by an update');
 }
 
 {    # A base that would pass 4 GiB takes no message; a leftover of a pack is named, and which copy is whole.
