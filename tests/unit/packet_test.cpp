@@ -96,7 +96,7 @@ TEST(Flow, Lines) {
     std::vector<std::pair<std::string, uint16_t>> lines;
     while (at < c.list.size()) {
       size_t before = at;
-      FlowLine line = take_flow_line(c.list, at);
+      FlowLine line = take_flow_line(c.list, at, 71);
       ASSERT_GT(at, before);
       lines.emplace_back(line.file, line.flags);
     }
