@@ -12,7 +12,7 @@ areas=(netmail local points attach bad)
 
 run() { # run DIRECTORY ARGUMENT...: the program in a home directory
     local program=$PWD/build/quelmo
-    (cd "$1" && QUELMO=$PWD QUELMO_STDERR=- "$program" "${@:2}")
+    (cd "$1" && FTNFILES=$PWD/files QUELMO_STDERR=- "$program" "${@:2}")
 }
 say() { printf '\n=== %s\n' "$*"; }
 list() { for area in "${areas[@]}"; do perl scripts/list-area.pl "$home/$area"; done; }
