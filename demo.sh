@@ -30,7 +30,7 @@ echo "build/quelmo is ready"
 
 rm -rf "$home"
 mkdir "$home"
-cp -R examples/. "$home"
+cp -R examples/{nodelist,templates,point,quelmo.cfg,route.pl,bundle.pl} "$home"
 mkdir "${areas[@]/#/$home/}" "$home"/{files,packets,outbound,point/netmail,point/inbound}
 sed -n '/^Archiver ZIP/,/^End Archiver/p' examples/compress.cfg >"$home/compress.cfg"
 echo 'made by demo.sh' >"$home/files/photo.jpg"
