@@ -33,7 +33,7 @@ my %FITTING = (
     AREA => [words qw(NET ECHO SQ JAM PKT OUT TXT)], TIMESTAMPS => [words 'ts'], OPTION => [words '-t @2:5/6.7 Bob', '-f N', '-s @x %FROM%', '-a @HOLD DIR', '-h tpl', '-l @array.', '-l9 @x', '-e X', '-r t', '-o o',
         '-d 01 Jan 99  12:00:00', '-d', '-u R', '-u 2:5/*', '-p array.'], TO => [words '@2:5/6.7 Bob', 'A', 'S'], ADDRESS => [words '2:5/6.7', '2:1/1', '@ADDRESS 2:5/6', '~@ADDRESS 1:2/3.4', 'A'],
     WORDS => [words '@ AUDIT', '@ !Changed', 'HOLD !CRASH', 'T'], TEST => [words @TESTS], WHAT => [words 'Hi', '~+i', 'X', '@KLUDGE MSGID:', '!~@KLUDGE ID', '1'], WITH => [words 'ho %FROM%'],
-    TEXT => [words 'text', 'array.', '%FROM% %%'], LINE => [1, -1, 99999, "'1000000000000'"], TEMPLATE => [words 'tpl', 'none', 'tpl.tpl'], PATHS => [words '@path home . pkts', 'D'], BLOCK => [words qw(R W L K)],
+    TEXT => [words 'text', 'array.', '%FROM% %%'], LINE => [1, -1, 99999, "'1000000000000'"], TEMPLATE => [words 'tpl', 'none', 'tpl.tpl'], PATHS => [words '@path home . pkts', 'D'], BLOCK => [words qw(R W L K Z)],
     BLOCKS => [words 'L W', '-W', '+L'], ARRAY => [q{['2:1/1', '2:5/6', '01 Jan 99  12:00:00', 'PW', 1 .. 5]}, q{[('9' x 300) x 9]}, q{[(undef, '%', '') x 3]}], FIELD => [0, 1, 7, -1], PATH => [words 'boxes'],
     PACKETS => [words 'PKT'], OUT => [words qw(OUT BOX)], SOURCE => [words '@path pkts', 'D'], WORKDIR => [words '@path work'], FILES => [words '@files made.flg', 'F'], WORD => [words qw(ON OFF)],
     PATTERN => [words '~^h[aeiou]*', '(a|b)\1*{2}', '((((a*)*)*)*)*b'], TYPE => [words qw(ADDRESS ROUTING NAME FILES SYSTEM ATTRIBUTE DATE TEXTSTRING MACRO KLUDGE PATH TIMESLOT ADDRESSPACKER PASSWORDADDRESS READDRESSLIST)],
@@ -51,8 +51,8 @@ sub one_of { return $_[rand @_] }
 sub argument { my ($name) = @_; return rand() < 0.5 ? one_of(@ODD) : one_of(@{$FITTING{$name // 'OPTION'} // \@ODD}) }
 sub call { my ($name, $count) = @_; my (undef, undef, @names) = @{$functions{$name}}; return "$name(" . join(', ', map { argument($names[$_]) } 0 .. $count - 1) . ')' }
 
-my $CONFIG = join '', map { my ($type, $tag, @lines) = @$_; join "\n", "DATA $type $tag", @lines, "#END#\n" } ['ADDRESS', 'A', '2:1/*', '1:*/*.*'], ['NAME', 'N', 'Ann', '*'], ['ROUTING', 'R', 'HOLD 2:5/6 *:*/*.*'], ['SYSTEM', 'S', '2:999/100 n 1 2'],
-    ['ATTRIBUTE', 'T', 'HOLD'], ['TEXTSTRING', 'X', 'Hi', 'Ho'], ['KLUDGE', 'P', 'MSGID:'], ['KLUDGE', 'K', 'PID:'], ['FILES', 'F', 'f.flg !n.flg'], ['PATH', 'D', 'pkts'], ['NODELIST', 'L', 'nd nodelist list.???'], ['VERSION9', 'W', 'v9 nodelist list.???'];
+my $CONFIG = join '', "COMPRESSFILE compress.cfg\n", map { my ($type, $tag, @lines) = @$_; join "\n", "DATA $type $tag", @lines, "#END#\n" } ['ADDRESS', 'A', '2:1/*', '1:*/*.*'], ['NAME', 'N', 'Ann', '*'], ['ROUTING', 'R', 'HOLD 2:5/6 *:*/*.*'], ['SYSTEM', 'S', '2:999/100 n 1 2'],
+    ['ATTRIBUTE', 'T', 'HOLD'], ['TEXTSTRING', 'X', 'Hi', 'Ho'], ['KLUDGE', 'P', 'MSGID:'], ['KLUDGE', 'K', 'PID:'], ['ADDRESSPACKER', 'Z', '2:5/6 E 1k HOLD', '*:*/* E -'], ['FILES', 'F', 'f.flg !n.flg'], ['PATH', 'D', 'pkts'], ['NODELIST', 'L', 'nd nodelist list.???'], ['VERSION9', 'W', 'v9 nodelist list.???'];
 $CONFIG .= "TEMPLATEPATH .\nFIDOAREA net NET\nFIDOAREA echo ECHO S echomail\nSQUISHAREA sq SQ S\nJAMAREA jam JAM S\nPKTAREA pkts PKT S\nPKTAREA boxes BOX t-box\nBINKAREA out OUT S\nTEXTAREA txt TXT\n";
 
 # A home whose areas hold mail of their kinds; what runs left in there goes.
@@ -72,7 +72,8 @@ sub fill {
     put_jam($s->spew('sq.sqd', $sqd)->spew('sq.sqi', $sqi), 'jam', messages => [map { {text => "Hi\r", sf => [2, 'Ann', 3, 'Bob', 0, '2:1/1', 1, '2:5/6', 4, '2:1/1 1', 6, 's']} } 1 .. 3]);
     $s->spew("pkts/0000000$_.pkt", pack_pkt({}, @mail, {})) for 1, 2;
     $s->spew('out/00050006.out', pack_pkt({to => '2:5/6'}, @mail, {}))->spew('nodelist/list.001', "Zone,2,Z,C,S,1,9600\r\nHost,5,H,C,S,1,9600\r\n,6,N,C,S,1,9600\r\n")->spew('tpl.tpl', "%FROM%\n%array.%\n%%\n");
-    $s->spew('a.zip', 'z')->spew('quelmo.cfg', $fresh);
+    $s->spew('a.zip', 'z')->spew('quelmo.cfg', $fresh)->spew('pkts/12345678.mo0', 'AR of packets')->spew('compress.cfg',
+        "Archiver E\nExtension E\nIdent 0,4152\nAdd /bin/cp %f %a\nExtract /bin/cp %a 0000000a.pkt %f\nEnd Archiver\n");
 }
 
 # Runs calls [setting, call] one after the other. A stop ends a run, and the next run goes on behind it, in a fresh home.
