@@ -8,6 +8,7 @@
 #include "core/log.h"
 #include "core/run_state.h"
 #include "core/stop.h"
+#include "core/text.h"
 #include "platform/bytes_case.h"
 #include "platform/files.h"
 #include "platform/path.h"
@@ -48,19 +49,25 @@ std::vector<DupeRecord> load_records(const std::string& name) {
   return records;
 }
 
+// What goes wrong at the end of a run is said on stderr too, and doesn't stop it.
+[[gnu::format(printf, 2, 0)]] void complain(const std::string& file, const char* format) {
+  report_errno(file);
+  std::string message = format_text(format, file.c_str());
+  write_stderr("\a" + message);
+  log_text(0, message);
+}
+
 // The file isn't cut: records behind those in memory stay.
 void write_records(const DupeFile& dupes) {
   Fd file = open_file(dupes.file, Open::create, 0600);
   if (!file) {
-    report_errno(dupes.file);
-    log_line(0, "flush_db: error opening dupebase file : `%s'\n", dupes.file.c_str());
+    complain(dupes.file, "flush_db: error opening dupebase file : `%s'\n");
     return;
   }
   ByteWriter writer;
   for (const DupeRecord& record : dupes.records) fields(writer, record);
   if (write_at(file, writer.bytes(), 0) && file.close()) return;
-  report_errno(dupes.file);
-  log_line(0, "flush_db: error writing dupebase file : `%s'\n", dupes.file.c_str());
+  complain(dupes.file, "flush_db: error writing dupebase file : `%s'\n");
 }
 
 DupeFile& file_of(std::string_view tag) {

@@ -98,6 +98,17 @@ for my $case (['fails %a %f', qr/error: packer reported 3/], ['killed %a %f', qr
     $message ? $r->log_like($message) : $r->ended_well;
     is(scalar(() = $s->files('pkts')), $message ? 1 : 0, "$add: the packet");
 }
+{    # A bundle that no list can name takes no mail; a packer that fails again and again leaves one line; a bundle that was sent is done with.
+    my $s = bundle_scenario(to => ['2:5/6', '2:7/8'], compress => compress('fails %a %f', 'x %a %f'));
+    mkdir $s->path('out/00050006.flo');
+    POSIX::mkfifo($s->path('pkts/pipe.pkt'), 0600);
+    $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK'); PackPKT('PKTS', 'OUT', 'PACK')}) for 1, 2;
+    is_deeply([map { scalar(() = $s->slurp($_) =~ /\n/g) } 'packer.log', 'out/00070008.hlo'], [4, 1], 'the packer runs for what is attached, and that is attached once');
+    $s->spew('compress.cfg', compress('a %a %f', 'x %a %f'))->spew('again', pack_pkt({to => '2:7/8'}, {}));
+    $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK'); truncate $_, 0 for glob 'out/*.??0'; rename 'again', 'pkts/3.pkt'; unlink 'out/00070008.hlo'; PackPKT('PKTS', 'OUT', 'PACK')})->ended_well;
+    is_deeply($AT->($s, 'out'), ['00050006.flo', '00070008.hlo', 'X.' . day() . 0, 'X.' . day() . 1], 'a new bundle behind a truncated one');
+    is_deeply([$s->files('pkts')], ['pipe.pkt', '00000001.pkt'], 'mail without a list stays');
+}
 {
     my $odd = q{odd$dir;`x};
     my $s = bundle_scenario(compress => compress('a "%a" %f', 'x %a %f "two words" %d'));
