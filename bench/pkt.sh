@@ -65,17 +65,14 @@ make_packets
 if [ $mode = outbound ]; then
     scratch=$("$program" scratch | awk '/^seconds/ { print $2 }')
     mv mail.qlm keep
-    prepared() { # the best of five runs of a command, each with the scratch directory as it was and nothing else
-        for i in 1 2 3 4 5; do
-            rm -rf mail mail.qlm copy
-            mkdir mail copy
-            cp -r keep mail.qlm
-            sync
-            best 1 sh -c "$1"
+    prepared() { # the best of five runs of the second command, the first one ahead of each
+        for _ in 1 2 3 4 5; do
+            sh -c "rm -rf mail mail.qlm copy; mkdir mail; $1; sync"
+            best 1 sh -c "$2"
         done | sort -g | head -n 1
     }
-    copy=$(prepared 'cp mail.qlm/* copy')
-    build=$(prepared "'$program' build >/dev/null")
+    copy=$(prepared 'mkdir copy' 'cp keep/* copy')
+    build=$(prepared 'cp -r keep mail.qlm' "'$program' build >/dev/null")
     [ "$(cat mail/* | wc -c)" -gt $((packets * messages * 100)) ] || echo 'the outbound is not there'
     awk -v n=$((packets * messages)) -v s="$scratch" -v c="$copy" -v b="$build" 'BEGIN {
         printf "scratch  %d messages for 50 systems: %.0f /s once their names are made\n", n, (n - 50) / s
