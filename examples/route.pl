@@ -19,16 +19,17 @@ sub route {
     }
     unshift @report, map { sprintf '%4d %s', $count{$_}, $_ } sort keys %count;
     CreateMail('LOCAL', '@2:999/100 Sysop', '-s @What the robot did', '-l @report.') if %count;
+    DoBinkOutbound('OUT');
 }
 
 # What is to happen to the message in memory.
 sub verdict {
     return 'loop' if Select('LOOPED');
     return 'bounced, too old' if SelectTo('STALE');
-    return 'with files' if Select('ATTACH');
+    return 'with files that are not here' if Select('ATTACH') && !CheckPath('SHARED');
     if (SelectTo('HERE')) { return SelectTo('USERS') ? 'local' : 'bounced, no such user' }
     if (SelectTo('OURPOINTS')) { return SelectTo('KNOWNPOINTS') ? 'for a point' : 'bounced, no such point' }
-    return SelectTo('HOMEZONE') ? 'on its way' : 'to another zone';
+    return 'on its way';
 }
 
 sub act {
@@ -36,11 +37,11 @@ sub act {
     if ($verdict eq 'loop') { Move('BAD') }
     elsif ($verdict eq 'local') { Move('LOCAL') }
     elsif ($verdict eq 'for a point') { Move('POINTS') }
-    elsif ($verdict eq 'with files') { Move('ATTACHED', '-a @HOLD') }
+    elsif ($verdict =~ /^with files/) { Move('ATTACHED', '-a @HOLD') }
     else {
         bounce($verdict) if $verdict =~ /^bounced/;
         SetRouting('ROUTES');
-        Move(SelectTo('HOMEZONE') ? 'OUT' : 'ZONES');
+        Move('OUT');
     }
 }
 

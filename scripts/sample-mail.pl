@@ -12,13 +12,16 @@ die "usage: sample-mail.pl DIRECTORY\n" if !defined $directory || !-d $directory
 my %BIT = (Private => 1, Crash => 2, File => 0x10, KillSent => 0x80, Local => 0x100);
 my $HOP = "\x01Via %s \@20240501.101500.UTC sample 1.0\r";
 
-# from name, from address, to name, to address, subject, days old, what else: attributes, via => [addresses]
+# from name, from address, to name, to address, subject, days old, what else: attributes, via => [addresses], lines, text
 my @MAIL = (
     ['Carl Cole', '2:999/5', 'Sysop', '2:999/100', 'Hello there', 1],
     ['Dora Dean', '2:5020/100', 'Ann Archer', '2:999/100', 'Greetings from afar', 2, via => ['2:5020/100', '2:999/1']],
     ['Carl Cole', '2:999/5.3', 'Ben Baker', '2:999/100', 'From a point', 2],
     ['Ed Ellis', '1:123/4', 'Sysop', '2:999/100', 'From the other zone', 5, via => ['1:123/4', '2:999/1']],
     ['Carl Cole', '2:999/5', 'Ann Archer', '2:999/100.1', 'To our first point', 1],
+    ['Kim King', '77:5/6', 'Ann Archer', '2:999/100.1', 'All characters of a code page', 2, text => join('', map { chr } 0x20 .. 0xFF) . "\r"],
+    ['Ned North', '2:5020/9', 'Ann Archer', '2:999/100.1', 'A very long line', 2, text => 'words without end ' x 200 . "\r\r\r--- none\r"],
+    ['Ned North', '2:5020/9', 'Ann Archer', '2:999/100.1', 'A long letter to a point', 3, lines => 400],
     ['Dora Dean', '2:5020/100', 'Point Two', '2:999/100.2', 'To our second point', 3],
     ['Carl Cole', '2:999/5', 'Ghost', '2:999/100.77', 'To a point that nobody has', 1],
     ['Carl Cole', '2:999/5', 'Nobody Knows', '2:999/100', 'To a user that nobody knows', 1],
@@ -52,6 +55,7 @@ for my $mail (@MAIL) {
     my $text = "\x01INTL $tz:$tn/$tf $fz:$fn/$ff\r" . ($fp ? "\x01FMPT $fp\r" : '') . ($tp ? "\x01TOPT $tp\r" : '');
     $text .= sprintf "\x01MSGID: %s %08x\r", $from_address, 0x66000000 + $n;
     $text .= "Hello $to,\r\r";
+    $text .= $more{text} // '';
     $text .= "this is line $_ of a letter that $from wrote.\r" for 1 .. $more{lines} // 2;
     $text .= "\rRegards, $from\r";
     $text .= sprintf $HOP, $_ for @{$more{via} // []};

@@ -146,9 +146,7 @@ std::string script_path(const std::string& operand) {
 ScriptResult run_operand(const Options& options, size_t n) {
   std::string path = script_path(options.scripts[n]);
   if (!file_info(path)) {
-    std::string message = format_text("script not found: %s\n", path.c_str());
-    log_text(0, message);
-    write_stderr("\a" + message);
+    report_logged("script not found: %s\n", path.c_str());
     return {};
   }
   std::string message = format_text("Executing script: %s\n", path.c_str());

@@ -59,10 +59,11 @@ bool is_file(const std::string& path) {
 // bare if no directory holds it.
 bool find_attach(std::string& word, const std::vector<std::string>& paths) {
   std::string base(file_part(word));
+  if (base.empty()) return false;  // a directory: there is nothing to look for, and no bare name
   for (const std::string& dir : paths) {
     std::string path = dir + base;
     log_line(4, "adjust_subj: looking for `%s'... ", path.c_str());
-    if (!base.empty() && is_file(path)) {
+    if (is_file(path)) {
       log_line(4, " ok\n");
       if (path.size() <= subject_width) word = path;
       return true;

@@ -46,8 +46,9 @@ void pack_area(const Area& area, const char* label, bool by_tag) {
   if (pack != nullptr && pack(area) == 0) log_failed_pack(area, label, by_tag);
 }
 
+// Two tags may name one base: under a scan none of them may be packed.
 bool is_current(const Area& area) {
-  return !CurMsg.tag.empty() && CurMsg.type == area.type && equal_nocase(CurMsg.tag, area.tag);
+  return !CurMsg.tag.empty() && CurMsg.type == area.type && equal_nocase(CurMsg.path, area.path);
 }
 
 template <size_t N>

@@ -114,6 +114,8 @@ LineList read_tpl(std::string_view path) {
     std::string reason = shown + ": " + system_error(errno);
     stop_run("read_tpl: can`t open template file: `%s'\n%s\n", shown.c_str(), reason.c_str());
   }
+  // A NUL ends a message on disk: what followed it would be lost, or taken for the next message of a packet.
+  std::erase(*bytes, '\0');
   Gathered gathered;
   std::string line;
   std::string_view rest = *bytes;

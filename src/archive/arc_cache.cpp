@@ -40,7 +40,8 @@ bool is_size_ok(const BundleRequest& request, const std::string& arc) {
     log_line(0, "is_size_ok: archive not found: `%s'\n", arc.c_str());
     return false;
   }
-  if (request.maxlen == 0) return info->size != 0;
+  // An empty bundle has been sent and truncated: its line in the flow file is done with.
+  if (info->size == 0 || request.maxlen == 0) return info->size != 0;
   std::optional<FileInfo> pkt = file_info(request.pkt);
   if (!pkt) {
     log_line(0, "is_size_ok: pkt not found: `%s'\n", request.pkt.c_str());

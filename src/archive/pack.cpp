@@ -28,8 +28,6 @@
 namespace quelmo {
 namespace {
 
-constexpr int32_t usual_ratio = 32;
-
 // What a call asks for.
 struct PackJob {
   const Area* pkt_area = nullptr;
@@ -84,10 +82,18 @@ bool get_pkt_to(const std::string& path, FtnAddr& to) {
   } else {
     read_pkt_header_bytes(std::string_view(bytes, sizeof bytes), header);
     to = pkt_to(header);
-    return true;
+    // Another type has its addresses elsewhere, and would go to a system that doesn't exist.
+    if (header.packetType == pkt_type_2) return true;
+    log_line(3, "get_pkt_to: `%s' is no type 2 pkt file\n", path.c_str());
   }
   log_line(0, "PackPkt: error reading pkt header, file `%s'\n", path.c_str());
   return false;
+}
+
+// By how much a packer makes packets smaller, in tenths.
+int32_t ratio_of(const Packer& packer) {
+  constexpr int32_t usual_ratio = 32;
+  return packer.ratio != 0 ? packer.ratio : usual_ratio;
 }
 
 // What the block says of a packet's addressee: the first line that fits. The packer `-` means none.
@@ -102,8 +108,11 @@ void read_aptag(const Block<AddressPackerEntry>& block, PackedPacket& packet) {
     packet.packer = find_packer(entry.packer);
     if (packet.packer == nullptr)
       stop_run("read_compress_block error: packer undefined : `%s'\n", entry.packer.c_str());
-    log_line(4, "read_compress_block: got ratio:%ld, addstr:`%s'\n", static_cast<long>(packet.packer->ratio),
-             packet.packer->add.arguments.c_str());
+    if (log_passes(4)) {
+      log_line(4, "read_compress_block: got ratio:%ld, addstr:`%s'\n",
+               static_cast<long>(ratio_of(*packet.packer)),
+               (packet.packer->add.program + " " + packet.packer->add.arguments).c_str());
+    }
     return;
   }
 }
@@ -206,7 +215,7 @@ void bundle_packet(const PackedPacket& packet, const std::string& dir, const std
                                .pkt = packet.path,
                                .packer = packet.packer->name,
                                .maxlen = packet.maxlen,
-                               .ratio = packet.packer->ratio != 0 ? packet.packer->ratio : usual_ratio});
+                               .ratio = ratio_of(*packet.packer)});
   if (bundle.name.empty()) {
     log_line(0, "PackPkt error: extention list full, skipping `%s'\n", packet.path.c_str());
     return;
@@ -215,7 +224,10 @@ void bundle_packet(const PackedPacket& packet, const std::string& dir, const std
     std::string shown = addr_to_text(packet.to);
     log_line(1, "   Create arcmail attach for %s\n", shown.c_str());
     print_progress("   Create arcmail attach for %s\n", shown.c_str());
-    pupdate_FLO(flow, flow_prefix(packet.attrs, flags_tfs), flow_path(dir) + bundle.name);
+    // A line that an earlier failure of the packer has left says it already: a second one would have the
+    // bundle sent twice. A bundle that can't be attached would take its packets where no mailer looks.
+    std::string line = flow_path(dir) + bundle.name;
+    if (!stands_in_flow(flow, line) && !pupdate_FLO(flow, flow_prefix(packet.attrs, flags_tfs), line)) return;
   }
   add_to_bundle(packet, dir + bundle.name);
 }
@@ -253,6 +265,7 @@ void perl_PackPKT(ScriptCall& call) {
   const std::string dir = job.pkt_area->path.str();
   for (const FoundFile& found : find_files(dir + "*.pkt")) {
     check_signals();
+    if (!found.is_plain) continue;
     PackedPacket packet;
     packet.path = dir + found.name;
     if (!get_pkt_to(packet.path, packet.to)) continue;

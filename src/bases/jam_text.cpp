@@ -103,7 +103,7 @@ std::string_view text_value(std::string_view value) {
   return value.substr(0, value.find('\0'));
 }
 
-// A control line as elements: one for each CTRL-A in it, each ended by a CR where there is room.
+// A control line as lines: one for each CTRL-A in it.
 void append_control(LineList& text, std::string_view prefix, std::string_view value) {
   char line[LineList::element_limit];
   do {
@@ -111,8 +111,11 @@ void append_control(LineList& text, std::string_view prefix, std::string_view va
     size_t size = std::min(prefix.size() + end, sizeof line);
     std::memcpy(line, prefix.data(), prefix.size());
     std::memcpy(line + prefix.size(), value.data(), size - prefix.size());
-    if (size < sizeof line) line[size++] = '\r';
+    bool room = size < sizeof line;
+    if (room) line[size++] = '\r';
     text.append({line, size});
+    // One that fills its element gets another for the CR: what follows must not be taken for its rest.
+    if (!room) text.append("\r");
     value.remove_prefix(end);
     prefix = value.substr(0, 1);
     if (!value.empty()) value.remove_prefix(1);
@@ -348,12 +351,15 @@ void text_to_jam(const Msg& msg, const LineList& text, std::string_view old_subf
   add_subfield(parts.subfields, jam_subject, msg.subject);
 
   bool has_flags = false;
+  bool open = false;  // a kludge fills its element, and may have its CR in the next
   for (std::string_view line : text) {
-    if (is_kludge(line)) {
+    bool kludge = is_kludge(line);
+    if (kludge) {
       store_kludge(line, hdr, parts.subfields, has_flags);
-    } else {
+    } else if (!open || !strip_line_end(line).empty()) {
       parts.body += line;
     }
+    open = kludge && line.size() == LineList::element_limit && !ends_line(line);
   }
   bool had_flags = false;
   Subfield field;

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "core/byte_order.h"
-#include "core/log.h"
 #include "core/run_state.h"
 #include "core/stop.h"
 #include "platform/bytes_case.h"
@@ -53,14 +52,14 @@ void write_records(const DupeFile& dupes) {
   Fd file = open_file(dupes.file, Open::create, 0600);
   if (!file) {
     report_errno(dupes.file);
-    log_line(0, "flush_db: error opening dupebase file : `%s'\n", dupes.file.c_str());
+    report_logged("flush_db: error opening dupebase file : `%s'\n", dupes.file.c_str());
     return;
   }
   ByteWriter writer;
   for (const DupeRecord& record : dupes.records) fields(writer, record);
   if (write_at(file, writer.bytes(), 0) && file.close()) return;
   report_errno(dupes.file);
-  log_line(0, "flush_db: error writing dupebase file : `%s'\n", dupes.file.c_str());
+  report_logged("flush_db: error writing dupebase file : `%s'\n", dupes.file.c_str());
 }
 
 DupeFile& file_of(std::string_view tag) {

@@ -86,14 +86,13 @@ int addr_match_depth(const FtnAddr& a, const FtnAddr& b) {
 }
 
 int first_addr(std::string_view text, FtnAddr& addr) {
-  constexpr std::string_view between = " \t,";
+  auto between = [](char c) { return is_blank(c) || c == ','; };
   for (;;) {
-    size_t start = text.find_first_not_of(between);
-    if (start == std::string_view::npos) return 0;
-    text.remove_prefix(start);
-    size_t end = text.find_first_of(between);
+    while (!text.empty() && between(text.front())) text.remove_prefix(1);
+    if (text.empty()) return 0;
+    size_t end = 0;
+    while (end < text.size() && !between(text[end])) end++;
     if (addr_parse(text.substr(0, end), addr) == 1) return 1;
-    if (end == std::string_view::npos) return 0;
     text.remove_prefix(end);
   }
 }

@@ -10,6 +10,7 @@
 #include "core/text.h"
 #include "platform/clock.h"
 #include "platform/path.h"
+#include "platform/signals.h"
 
 namespace quelmo {
 namespace {
@@ -43,8 +44,12 @@ void write_line(int level, std::string line) {
   Fd log = open_log();
   if (!log) return;
   line.insert(0, clock_digits());
-  // While the run is ending there is nothing left to stop.
-  if (!write_all(log, line) && !run.ending) stop_run("\afatal: can't write logfile\n");
+  // The stop is made at the next safe point: here it would come between a copy and the removal of what was
+  // copied. While the run is ending there is nothing left to stop.
+  if (!write_all(log, line) && !run.ending && noted_signal() == 0) {
+    write_stderr("\afatal: can't write logfile\n");
+    request_stop();
+  }
   constexpr int echoed_above = 5;
   if (level > echoed_above) ::write(STDERR_FILENO, line.data(), line.size());
 }

@@ -11,6 +11,14 @@
 #include "platform/signals.h"
 
 namespace quelmo {
+namespace {
+
+void say_and_log(const std::string& message) {
+  write_stderr("\a" + message);
+  log_text(0, message);
+}
+
+}  // namespace
 
 void stop_run(const char* format, ...) {
   va_list args;
@@ -26,9 +34,16 @@ void stop_run_logged(const char* format, ...) {
   va_start(args, format);
   std::string message = format_arguments(format, args);
   va_end(args);
-  write_stderr("\a" + message);
-  log_text(0, message);
+  say_and_log(message);
   throw Stop();
+}
+
+void report_logged(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  std::string message = format_arguments(format, args);
+  va_end(args);
+  say_and_log(message);
 }
 
 void check_signals() {

@@ -17,6 +17,9 @@ struct Stop {};
 /// The message behind a bell on stderr, and without the bell in the log at level 0; then throws.
 [[noreturn, gnu::format(printf, 1, 2)]] void stop_run_logged(const char* format, ...);
 
+/// The same without the throw.
+[[gnu::format(printf, 1, 2)]] void report_logged(const char* format, ...);
+
 /// A safe point: throws `Stop` if a signal has asked for one and the run isn't ending already.
 void check_signals();
 

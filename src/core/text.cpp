@@ -11,12 +11,15 @@ bool abbreviates(std::string_view word, std::string_view whole) {
 }
 
 bool is_number(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789-") == std::string_view::npos;
+  // Addresses come through here several times for each message: a loop beats a search for each character.
+  auto fits = [](char c) { return (c >= '0' && c <= '9') || c == '-'; };
+  return !text.empty() && std::all_of(text.begin(), text.end(), fits);
 }
 
 long to_number(std::string_view text) {
   constexpr long largest = std::numeric_limits<long>::max();
-  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  auto is_space = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
+  while (!text.empty() && is_space(text.front())) text.remove_prefix(1);
   bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
   long value = 0;

@@ -115,7 +115,7 @@ Fd open_packet(const std::string& path, uint64_t& end) {
 
 // Copies the file `from`, from `position` on, to `at` of another, and ends it as a packet.
 bool append_packet(const Fd& from, uint64_t position, const Fd& to, uint64_t at) {
-  constexpr size_t piece = 1 << 20;
+  constexpr size_t piece = 1 << 16;
   std::string buffer(piece, '\0');
   ssize_t got = 0;
   while ((got = read_at(from, buffer.data(), buffer.size(), position)) > 0) {

@@ -1,9 +1,11 @@
 #include "outbound/scratch.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <optional>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "bases/outbound_names.h"
 #include "bases/pkt_header.h"
@@ -32,23 +34,41 @@ struct ScratchFile {
   uint64_t length = 0;  // of the open file
 };
 
-// The files by what they are for. They stay open from one message to the next: looking for the end of a file
-// again for each message would cost more than writing it.
-std::unordered_map<std::string, ScratchFile> scratch_files;
+// The directories that have been written to; a key holds the place of one.
+std::vector<std::string> scratch_dirs;
+
+// What a file is for: directory, kind and letter of the flavour, both addresses.
+using ScratchKey = std::array<uint16_t, 10>;
+
+struct KeyHash {
+  size_t operator()(const ScratchKey& key) const {
+    constexpr uint64_t prime = 0x100000001B3;
+    uint64_t hash = 0;
+    for (uint16_t part : key) hash = (hash ^ part) * prime;
+    return static_cast<size_t>(hash ^ hash >> 32);
+  }
+};
+
+// The files. They stay open from one message to the next: looking for the end of a file again for each
+// message would cost more than writing it.
+std::unordered_map<ScratchKey, ScratchFile, KeyHash> scratch_files;
 size_t open_files = 0;
 constexpr size_t most_open_files = 200;
 
-std::string key_of(const FtnAddr& to, const FtnAddr& from, const std::string& dir, Kind kind, char letter) {
-  std::string key = upper(dir);
-  key += static_cast<char>(kind);
-  key += letter;
-  for (const FtnAddr* addr : {&to, &from}) {
-    for (uint16_t number : {addr->zone, addr->net, addr->node, addr->point}) {
-      key += static_cast<char>(number >> 8);
-      key += static_cast<char>(number & 0xFF);
-    }
-  }
-  return key;
+uint16_t number_of(const std::string& dir) {
+  auto same = [&](const std::string& known) { return equal_nocase(known, dir); };
+  auto found = std::find_if(scratch_dirs.begin(), scratch_dirs.end(), same);
+  if (found == scratch_dirs.end()) found = scratch_dirs.insert(found, dir);
+  return static_cast<uint16_t>(found - scratch_dirs.begin());
+}
+
+ScratchKey key_of(const FtnAddr& to, const FtnAddr& from, const std::string& dir, Kind kind, char letter) {
+  int what = static_cast<unsigned char>(kind) << 8 | static_cast<unsigned char>(letter);
+  return {number_of(dir), static_cast<uint16_t>(what),
+          to.zone,        to.net,
+          to.node,        to.point,
+          from.zone,      from.net,
+          from.node,      from.point};
 }
 
 // A name that no file of the directory has; empty if none is to be had.
@@ -114,8 +134,7 @@ bool append_lines(ScratchFile& scratch, const Msg& msg, std::string_view lines, 
   std::string path = scratch.dir + scratch.name;
   if (!open_scratch(scratch)) {
     report_errno(path);
-    write_stderr(format_text("\a%s: error opening file: `%s'\n", label, path.c_str()));
-    log_line(0, "%s: error opening file: `%s'\n", label, path.c_str());
+    report_logged("%s: error opening file: `%s'\n", label, path.c_str());
     return false;
   }
   std::string bytes;
@@ -178,8 +197,7 @@ bool write_packet(const Area& area, const Msg& msg, const FtnAddr& aka, const Li
   std::string path = scratch.dir + scratch.name;
   if (!open_scratch(scratch)) {
     report_errno(path);
-    write_stderr(format_text("\awriteOIP: error opening pkt file: `%s'\n", path.c_str()));
-    log_line(0, "writeOIP: error opening pkt file: `%s'\n", path.c_str());
+    report_logged("writeOIP: error opening pkt file: `%s'\n", path.c_str());
     return false;
   }
   std::string bytes;
@@ -238,6 +256,7 @@ void close_scratch_files() {
 void free_scratch_names() {
   close_scratch_files();
   scratch_files.clear();
+  scratch_dirs.clear();
 }
 
 }  // namespace quelmo

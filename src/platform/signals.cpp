@@ -54,6 +54,10 @@ void catch_stop_signals() {
   for (int number : {SIGINT, SIGTERM, SIGHUP}) set_handler(number, note_signal);
 }
 
+void request_stop() {
+  note_signal(SIGTERM);
+}
+
 int noted_signal() {
   return noted;
 }

@@ -11,6 +11,9 @@ void install_signal_handlers(void (*on_abort)());
 /// Puts the handlers of SIGINT, SIGTERM and SIGHUP back.
 void catch_stop_signals();
 
+/// Asks for a stop as such a signal does.
+void request_stop();
+
 /// The signal that asks for a stop, 0 if none has come.
 int noted_signal();
 

@@ -7,31 +7,19 @@ use Quelmo::Test;
 my $OURS = via_line('2:999/100@testnet');
 my $CONFIG = "DATA ADDRESS A\n2:1/1\n#END#\nDATA ROUTING R\n2:1/1 *:*/*.*\n#END#\n";
 
-# A function's accepted counts. Functions that the program doesn't have (yet) are passed over.
-my %COUNTS = (
-    Scan => [1, 2], SetRouting => [1], SetFlavor => [1], SelectFrom => [1], SelectTo => [1], Select => [1], ReadMsg => [0], Rewind => [0], GetText => [0],
-    GetKludges => [0], GetVias => [0], GetHdr => [0], GetTo => [0], GetFrom => [0], GetSubject => [0], GetTime => [0], GetRouting => [0], GetAttribute => [0],
-    SetAttribute => [1], Move => [1 .. 20], Kill => [0], CopyArea => [1 .. 20], Bounce => [0 .. 20], CreateMail => [2 .. 20], ChangeMail => [1 .. 20],
-    ChangeFrom => [1], ChangeTo => [1], SetMessageTime => [0, 1], Log => [2], RouteTo => [1], SetGlobalVar => [2], UnSetGlobalVar => [1], GetGlobalVar => [1],
-    GetMsg => [0], GetRawMsg => [0], ZapText => [0], InvalideTearOrig => [0],
-);
-my $LABEL = qr/(?:perl_)?(?i:%s)(?:\(\))?/;
 
 sub new_one {
     return scenario(areas => {NETMAIL => [map { {from => "m$_", text => "Hi\r$OURS"} } 1, 2], OUT => []}, config => $CONFIG, @_);
 }
 
-for my $name (sort keys %COUNTS) {
-    my %fits = map { $_ => 1 } @{$COUNTS{$name}};
-    for my $count (grep { !$fits{$_} } 0, 1, 2, 3) {
-        my $s = new_one(script => "Scan('NETMAIL'); ReadMsg(); SetAttribute('\@ AUDIT'); $name(" . join(',', ('1') x $count) . '); out(1)');
-        my $r = $s->run;
-        $r->stopped(qr/argument count/, "$name with $count arguments stops the run");
-        is_deeply([$s->msg('NETMAIL', 1)->{attr}, $r->said], [0x4000, []], "$name with $count: the change before it is saved");
-    }
+for my $call ('Scan(1, 2, 3)', 'Move()', 'GetHdr(1)', 'Log(1)') {
+    my $s = new_one(script => "Scan('NETMAIL'); ReadMsg(); SetAttribute('\@ AUDIT'); $call; out(1)");
+    my $r = $s->run;
+    $r->stopped(qr/argument count/, "$call stops the run");
+    is_deeply([$s->msg('NETMAIL', 1)->{attr}, $r->said], [0x4000, []], "$call: the change before it is saved");
 }
 
-# Odd values in every place: the run ends in order, with 0 or 1, and both messages are still somewhere.
+# Odd values where mail moves and changes (all_functions.t has the other functions): the run ends in order, with 0 or 1, and both messages are still somewhere.
 my %VALUES = (
     undef => 'undef', empty => q{''}, blanks => q{"  \t "}, number => '1e99', array => '[1, 2]', code => 'sub {1}', glob => '*STDOUT', hash => '{a => 1}',
     wide => q{"\x{263a} \x{100}x"}, utf8 => q{do { my $v = "\xe4\x{100}"; chop $v; $v }}, nul => q{"a\0b"}, long => q{'x' x 1_000_000}, percents => q{'%' x 5000},
@@ -39,10 +27,8 @@ my %VALUES = (
     at => q{'@'}, bang => q{'!'}, option => q{'-t'}, options => q{'-h' . 9 x 300}, address => q{'@ADDRESS ' . '9' x 300 . ':1/1'}, name => q{'@NAME ' . 'x' x 300},
 );
 my $ODD = q{package Odd; use overload '""' => sub { 'odd text' }; package Tied; sub TIESCALAR { bless [] } sub FETCH { 'tied text' } package main;};
-for my $name (sort grep { !/^(?:Kill)$/ } keys %COUNTS) {
-    my ($count) = grep { $_ > 0 } @{$COUNTS{$name}};
-    next if !$count;
-    my %ends;
+for my $name (qw(Move CopyArea Bounce CreateMail ChangeMail ChangeFrom ChangeTo)) {
+    my $count = $name eq 'CreateMail' ? 2 : 1;
     for my $value (sort keys %VALUES) {
         my $s = new_one(script => "Scan('NETMAIL'); ReadMsg(); $name(" . join(',', ($VALUES{$value}) x $count) . '); out(1)');
         $s->spew('route.pl', $ODD . $s->slurp('route.pl'));
@@ -50,7 +36,6 @@ for my $name (sort grep { !/^(?:Kill)$/ } keys %COUNTS) {
         my $kept = grep { my $m = $_; grep { ($_->{from} // '') =~ /^$m$|quelmo/ } map { my $a = $_; map { $s->msg($a, $_) // () } grep { /\.msg$/ } $s->files($a) } 'NETMAIL', 'OUT' } 'm1', 'm2';
         my $good = ($r->code == 0 && $r->said->[0]) || ($r->code == 1 && length $r->err);
         ok($good && $kept == 2 && !-e $s->path('quelmo.bsy'), "$name($value)") or diag(explain($r));
-        $ends{$r->code}++;
     }
 }
 

@@ -54,12 +54,12 @@ sub left { my ($s, $dir) = @_; return [sort $s->files($dir)] }
     like($s->slurp('out/00070008.hlo'), qr{\A\Q$home\E/out/([0-9A-F]{8})\.${day}0\r\n\Q$home\E/out/\g1\.${day}1\r\n\z}, 'held, without a prefix');
     is_deeply([$s->files('pkts')], ['00000003.pkt'], 'packed packets are gone');
     # The next run: the bundle of today goes on, a plain packet isn't attached twice, a busy system waits.
-    $s->spew('pkts/00000009.pkt', pack_pkt({to => '2:5/6'}, {}))->spew('pkts/0000000a.pkt', pack_pkt({to => '2:7/8'}, {}))->spew('out/00070008.bsy', '')->spew('pkts/0000000b.pkt', 'cut');
+    $s->spew('pkts/00000009.pkt', pack_pkt({to => '2:5/6'}, {}))->spew('pkts/0000000a.pkt', pack_pkt({to => '2:7/8'}, {}))->spew('out/00070008.bsy', '')->spew('pkts/0000000b.pkt', 'cut')->spew('pkts/0000000e.pkt', 'x' x 99);
     $r = $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK')});
     $r->log_like(qr/^Skipping busy system: 2:7\/8/);
     $r->log_like(qr/error reading pkt header, file `.*0000000b/);
     is(() = $s->slurp('out/00050006.flo') =~ /\n/g, 1, 'no second line for the same bundle');
-    is_deeply(left($s, 'pkts'), ['00000003.pkt', '0000000a.pkt', '0000000b.pkt'], 'what stays');
+    is_deeply(left($s, 'pkts'), ['00000003.pkt', '0000000a.pkt', '0000000b.pkt', '0000000e.pkt'], 'what stays');
     # A flow file of another day, an entry of another day or of another kind of archive: a new bundle.
     unlink $s->path('out/00070008.bsy');
     $s->spew('out/00070008.hlo', "$home/out/12345678.${day}0\r\n")->spew("out/12345678.${day}0", 'ZZ other archive');
@@ -97,6 +97,17 @@ for my $case (['fails %a %f', qr/error: packer reported 3/], ['killed %a %f', qr
     my $r = $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK')});
     $message ? $r->log_like($message) : $r->ended_well;
     is(scalar(() = $s->files('pkts')), $message ? 1 : 0, "$add: the packet");
+}
+{    # A bundle that no list can name takes no mail; a packer that fails again and again leaves one line; a bundle that was sent is done with.
+    my $s = bundle_scenario(to => ['2:5/6', '2:7/8'], compress => compress('fails %a %f', 'x %a %f'));
+    mkdir $s->path('out/00050006.flo');
+    POSIX::mkfifo($s->path('pkts/pipe.pkt'), 0600);
+    $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK'); PackPKT('PKTS', 'OUT', 'PACK')}) for 1, 2;
+    is_deeply([map { scalar(() = $s->slurp($_) =~ /\n/g) } 'packer.log', 'out/00070008.hlo'], [4, 1], 'the packer runs for what is attached, and that is attached once');
+    $s->spew('compress.cfg', compress('a %a %f', 'x %a %f'))->spew('again', pack_pkt({to => '2:7/8'}, {}));
+    $s->run(script => q{PackPKT('PKTS', 'OUT', 'PACK'); truncate $_, 0 for glob 'out/*.??0'; rename 'again', 'pkts/3.pkt'; unlink 'out/00070008.hlo'; PackPKT('PKTS', 'OUT', 'PACK')})->ended_well;
+    is_deeply($AT->($s, 'out'), ['00050006.flo', '00070008.hlo', 'X.' . day() . 0, 'X.' . day() . 1], 'a new bundle behind a truncated one');
+    is_deeply([$s->files('pkts')], ['pipe.pkt', '00000001.pkt'], 'mail without a list stays');
 }
 {
     my $odd = q{odd$dir;`x};

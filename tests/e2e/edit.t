@@ -39,7 +39,7 @@ sub edit {
     my $s = scenario(config => '', areas => {NETMAIL => [{text => $text . $OURS, %o}]});
     mkdir $s->path('tpl');
     $s->spew('quelmo.cfg', $Quelmo::Test::BASE_CONFIG . $CONFIG . "FIDOAREA NETMAIL NETMAIL\n");
-    $s->spew('tpl/note.tpl', "Dear %TONAME%\nfirst %%list.%% last\n100% sure 5%\n");
+    $s->spew('tpl/note.tpl', "Dear %TONAME%\nfi\0rst %%list.%% last\n100% sure 5%\n");
     $s->script("our \@list = ('a', 'b %FROMNAME%'); Scan('NETMAIL'); ReadMsg(); $script");
     return $s;
 }
@@ -93,7 +93,7 @@ for my $script (q{DeleteLine('-n x')}, q{DeleteLine('-s')}, q{DeleteLine('~@')},
 # Subjects of attaches: (subject, paths), subject afterwards, result; further mails.
 for my $case (
     ['C:\\in\\file.zip', '@path %%D%%empty %%D%%in', ['in/file.zip'], 1], ['c:\\in\\none.zip', 'DIRS', ['none.zip'], 0], ['/x/FILE.zip none', '@p %%D%%in', ['in/FILE.zip none'], 0],
-    ['x:y.zip', '@path /no/such', ['x:y.zip'], 0], ['a.zip b.zip c.zip', 'DIRS', ['in/a.zip', 'in/b.zip', 'in/c.zip'], 1, 30], ['..', '@path %%D%%in', ['..'], 0],
+    ['x:y.zip', '@path /no/such', ['x:y.zip'], 0], ['a.zip b.zip c.zip', 'DIRS', ['in/a.zip', 'in/b.zip', 'in/c.zip'], 1, 30], ['..', '@path %%D%%in', ['..'], 0], ['/x/', 'DIRS', ['/x/'], 0],
 ) {
     my ($subject, $paths, $expected, $result, $deep) = @$case;
     my $s = scenario(areas => {NETMAIL => [{subject => $subject, text => "Hi\r$OURS", attr => 0x11}]});

@@ -56,7 +56,7 @@ sub whole {
         {sf => [@sf, 7, 'x'], sflen => 34, attribute => 0x01000000}, {sf => [@sf, 7, 'y'], sflen => 38}], active => 4);
     my $r = $s->run(script => $READ);
     $r->ended_well;
-    is_deeply($r->said, [['Bob', '2:5020/7', 'Al', '2:0/0', 'S'], ["\x01X", "\x01Y", "\x01MSGID: " . 'm' x 247, 'no end', 'SEEN-BY: 5/6', "\x01Via x"],
+    is_deeply($r->said, [['Bob', '2:5020/7', 'Al', '2:0/0', 'S'], ["\x01X", "\x01Y", "\x01MSGID: " . 'm' x 247, '', 'no end', 'SEEN-BY: 5/6', "\x01Via x"],
         ['N' x 35, '2:5020/7', '', '2:0/0', 'file.zip'], ["\x01FLAGS HUB", "\x01", 'a'],
         ['Bob', '2:0/0', 'Al', '2:0/0', 'S'], [''], ['Bob', '2:0/0', 'Al', '2:0/0', 'S'], ['']], 'what a script sees');
     $r->log_like(qr/^jam read: del attr set, but index != 0xffff$/);
@@ -67,7 +67,7 @@ sub whole {
     my %h = (attribute => 0x02000040 | 0x20000000 | 0x20400, reserved => 9, timesread => 4, replyto => 5, reply1st => 6, replynext => 7,
         received => 8, attribute2 => 11, cost => 12, passwordcrc => 13);
     my $s = base('', mod => 7, reserved => 'R' x 1000,
-        messages => [{%h, sf => [0, '2:5020/7@testnet', @sf[2 .. $#sf], 2000, $VIA], text => "Hi\r"}, {%h, sf => \@sf, text => 'Ho'}]);
+        messages => [{%h, sf => [0, '2:5020/7@testnet', @sf[2 .. $#sf], 2000, 'K' x 254, 2000, $VIA], text => "Hi\r"}, {%h, sf => \@sf, text => 'Ho'}]);
     my $old = get_jam($s, 'ECHO');
     my $r = $s->run(script => q{Scan('ECHO'); ReadMsg(); SetAttribute('@ CRASH'); ReadMsg(); SetAttribute('@ CRASH')});
     $r->ended_well;
@@ -82,6 +82,7 @@ sub whole {
         is(join('|', @{$m->{sf}}[-6 .. -1]), "8|tr\0ace|3000|" . 'u' x 300 . '|2004|0300', 'strange subfields stay');
     }
     is(scalar(() = $b->{jhr} =~ /\Q${\pack 'vvV', 3000, 7, 300}/g), 3, 'the high halves of their ids, too');
+    is($b->{messages}[0]{text}, "Hi\r", 'behind a kludge that fills its element');
     is($b->{messages}[0]{offset}, $old->{messages}[0]{offset}, 'a block that fits stays in its place');
     isnt($b->{messages}[1]{offset}, $old->{messages}[1]{offset}, 'a block that has grown moves');
     my $left = Quelmo::Jam::get_header($b, $old->{messages}[1]{offset});

@@ -70,9 +70,13 @@ for my $case (
 }
 
 SKIP: {    # A log on a full disk is a fatal error, and the stop gets through without it.
-    skip 'no /dev/full', 1 if !-e '/dev/full';
+    skip 'no /dev/full', 2 if !-e '/dev/full';
     my $s = scenario(config => "LOGFILE /dev/full\n", script => 'out(1)');
     my $r = $s->run;
     is_deeply([$r->code, $r->said, $r->err, -e $s->path('quelmo.bsy') ? 1 : 0], [1, [], "\afatal: can't write logfile\n", 0], 'a full disk');
+    # It doesn't come between a copy and the removal of the original.
+    $s = scenario(config => "LOGINCLUDE Moved\n", areas => {A => [{}], B => []}, script => q{Scan('A'); ReadMsg(); DefKeyWord('LOGFILE', '/dev/full'); Move('B'); out(1)});
+    $r = $s->run;
+    is_deeply([$r->code, $r->said, $r->err, map { scalar(() = $s->files($_)) } qw(A B)], [1, [], "\afatal: can't write logfile\n", 0, 1], 'a full disk in the middle of a Move');
 }
 done_testing;

@@ -35,7 +35,7 @@ for my $script (q{CreateFile('@files')}, q{KillFile('NONE')}, q{CreateFile('NONE
         script => q{
             out(GetAreaList()); out(rxSearch('Hello', '~^hel+o$'), rxSearch('Hello', 'hello'), rxSearch(' "a b" ', '"a b"'));
             Scan('NETMAIL'); ReadMsg(); out(GetEchoName(), GetCRC(), ExpandMacro('FROM'), ExpandMacro('%FROM%'), ExpandMacro('a %FROM%'));
-            Renumber('NETMAIL'); Renumber(); ReadMsg(); out(GetEchoName());
+            DefKeyWord('FIDOAREA', 'NETMAIL SAME'); Renumber('SAME'); Renumber('NETMAIL'); Renumber(); ReadMsg(); out(GetEchoName());
         },
     );
     my $crc = do { my $b = $s->slurp('NETMAIL/3.msg'); my $c = 0xffffffff; for (unpack 'C*', $b) { $c ^= $_; $c = $c & 1 ? ($c >> 1) ^ 0xedb88320 : $c >> 1 for 1 .. 8 } $c ^ 0xffffffff };
