@@ -49,10 +49,11 @@ class ByteReader {
   }
   uint32_t number(size_t width) {
     std::string_view raw = take(width);
+    if (raw.size() != width) return 0;
     uint32_t value = 0;
-    for (size_t i = 0; i < raw.size(); i++)
+    for (size_t i = 0; i < width; i++)
       value |= static_cast<uint32_t>(static_cast<uint8_t>(raw[i])) << (8 * i);
-    return raw.size() == width ? value : 0;
+    return value;
   }
 
   std::string_view bytes_;
