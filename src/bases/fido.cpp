@@ -262,17 +262,13 @@ int renumber_fido(const Area& area) {
   FidoScan scan;
   list_messages(area.path, false, scan);
   if (scan.list.empty()) return 1;
-  std::string title = "Renumbering *.MSG base (" + upper(area.tag) + ") ";
-  print_progress("%s", title.c_str());
-  constexpr size_t line_width = 66;
-  size_t dots = line_width > title.size() ? line_width - title.size() : 1;
-  size_t step = std::max<size_t>(scan.list.size() / dots, 1);
+  ProgressLine progress("Renumbering *.MSG base (" + upper(area.tag) + ") ", scan.list.size(), 66);
   for (size_t i = 0; i < scan.list.size(); i++) {
     check_signals();
     rename_file(area.path.str() + scan.name(i), area.path.str() + std::to_string(i + 1) + ".msg");
-    if ((i + 1) % step == 0) print_progress("3");
+    progress.one_more();
   }
-  print_progress(" done.\n");
+  progress.done();
   log_line(1, "Fido area: %s.  %zu messages renumbered\n", area.tag.c_str(), scan.list.size());
   return 1;
 }

@@ -1,6 +1,5 @@
 #include "bases/jam_pack.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -70,11 +69,11 @@ bool pack_message(JamScan& scan, const JAMIDX& idx, Packed& packed) {
 }
 
 /// Goes over the index; false if anything in the base isn't as it should be.
-bool collect(JamScan& scan, size_t step, Packed& packed) {
+bool collect(JamScan& scan, Packed& packed, ProgressLine& progress) {
   uint64_t records = (scan.jdx.length + jam_index_size - 1) / jam_index_size;
   for (uint64_t i = 0; i < records; i++) {
     check_signals();
-    if ((i + 1) % step == 0) print_progress("3");
+    progress.one_more();
     std::optional<std::string_view> bytes = window_at(scan.jdx, i * jam_index_size, jam_index_size);
     if (!bytes) return jam_fail(jam_read_failed);
     auto idx = jam_decode<JAMIDX>(*bytes);
@@ -115,21 +114,15 @@ bool put_in_place(const Area& area, const JamScan& scan, const Packed& packed) {
   return true;
 }
 
-size_t progress_step(const JamScan& scan, const std::string& title) {
-  constexpr size_t line_width = 70;
-  size_t dots = line_width > title.size() ? line_width - title.size() : 1;
-  return std::max<size_t>(scan.jdx.length / jam_index_size / dots, 1);
-}
-
 /// The pack of a base that is open and locked.
 bool pack_locked(const Area& area, JamScan& scan) {
   Packed packed;
   if (!jam_read_at(scan.jhr.fd, 0, jam_info_size, packed.head)) return false;
   packed.headers.reserve(scan.jhr.length);
   packed.index.reserve(scan.jdx.length);
-  std::string title = "\npacking JAM base (" + upper(area.tag) + ") ";
-  print_progress("%s", title.c_str());
-  if (!collect(scan, progress_step(scan, title), packed)) return false;
+  ProgressLine progress("\npacking JAM base (" + upper(area.tag) + ") ", scan.jdx.length / jam_index_size,
+                        70);
+  if (!collect(scan, packed, progress)) return false;
 
   scan.info.ActiveMsgs = packed.count;
   scan.info.ModCounter = 0;
@@ -140,7 +133,8 @@ bool pack_locked(const Area& area, JamScan& scan) {
     std::string sizes =
         format_text("JAM area: %s.  Original size= %ju. Packed size= %ju.\n", area.tag.c_str(),
                     static_cast<uintmax_t>(scan.jdt.length), static_cast<uintmax_t>(packed.text_size));
-    print_progress(" done.\n%s", sizes.c_str());
+    progress.done();
+    print_progress("%s", sizes.c_str());
     log_text(1, sizes);
   }
   return true;

@@ -1,6 +1,5 @@
 #include "bases/squish_pack.h"
 
-#include <algorithm>
 #include <string>
 
 #include "bases/pack_image.h"
@@ -24,24 +23,7 @@ struct Packed {
   std::string index;
 };
 
-// One character for every so many messages, so that a line of the screen fills.
-class Progress {
- public:
-  Progress(const std::string& title, size_t messages) {
-    constexpr size_t line_width = 70;
-    step_ = std::max<size_t>(messages / (line_width - std::min(title.size(), line_width - 1)), 1);
-    print_progress("%s", title.c_str());
-  }
-  void one_more() {
-    if (++count_ % step_ == 0) print_progress("3");
-  }
-
- private:
-  size_t step_ = 1;
-  size_t count_ = 0;
-};
-
-bool copy_frames(SqScan& scan, SqBase& base, Packed& packed, Progress& progress) {
+bool copy_frames(SqScan& scan, SqBase& base, Packed& packed, ProgressLine& progress) {
   for (size_t i = 0; i < scan.list.size(); i++) {
     check_signals();
     SqIdx& record = scan.list[i];
@@ -68,7 +50,7 @@ bool copy_frames(SqScan& scan, SqBase& base, Packed& packed, Progress& progress)
 }
 
 // The new base in memory; nothing has been written yet.
-bool build(SqScan& scan, SqBase base, Packed& packed, Progress& progress) {
+bool build(SqScan& scan, SqBase base, Packed& packed, ProgressLine& progress) {
   base.num_msg = base.high_msg = static_cast<uint32_t>(scan.list.size());
   base.begin_frame = base.last_frame = base.free_frame = base.last_free_frame = 0;
   base.end_frame = sq_base_size;
@@ -113,10 +95,10 @@ bool pack(const Area& area) {
   std::erase_if(scan.list, [](const SqIdx& record) { return record.ofs == sq_dead; });
   if (base.num_msg != scan.list.size()) return sq_fail(sqi_bad_count);
   Packed packed;
-  Progress progress("\npacking squish base (" + upper(area.tag) + ") ", scan.list.size());
+  ProgressLine progress("\npacking squish base (" + upper(area.tag) + ") ", scan.list.size(), 70);
   if (!build(scan, base, packed, progress) || !put_in_place(area, scan, packed)) return false;
   if (config.chat) {
-    print_progress(" done.\n");
+    progress.done();
     std::string line =
         format_text("Squish area: %s.  Original size= %llu. Packed size= %zu.\n", area.tag.c_str(),
                     static_cast<unsigned long long>(scan.sqd_size), sq_base_size + packed.frames.size());

@@ -1,5 +1,6 @@
 #include "core/console.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 
@@ -29,6 +30,19 @@ void print_progress(const char* format, ...) {
   va_start(args, format);
   print(format, args);
   va_end(args);
+}
+
+ProgressLine::ProgressLine(const std::string& title, size_t count, size_t width)
+    : step_(std::max<size_t>(count / (width - std::min(title.size(), width - 1)), 1)) {
+  print_progress("%s", title.c_str());
+}
+
+void ProgressLine::one_more() {
+  if (++count_ % step_ == 0) print_progress("3");
+}
+
+void ProgressLine::done() {
+  print_progress(" done.\n");
 }
 
 }  // namespace quelmo
