@@ -148,9 +148,9 @@ void correct_lastread(SqScan& scan) {
 
 }  // namespace
 
-void create_new_sqbase(const std::string& path) {
-  std::string sqi = path + ".sqi";
-  std::string sqd = path + ".sqd";
+void create_new_sqbase(std::string_view path) {
+  std::string sqi = std::string(path) + ".sqi";
+  std::string sqd = std::string(path) + ".sqd";
   if (!open_file(sqi, Open::create_new, 0600)) creation_failed("creating", sqi);
   // Half a base would stop the next run; what was made here goes again.
   auto give_up = [&](const char* what) {

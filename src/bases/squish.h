@@ -22,7 +22,7 @@ void squish_rewind();
 void squish_close();
 
 /// Makes an empty base, mode 0600, where no file of it exists. Stops the run if it can't.
-void create_new_sqbase(const std::string& path);
+void create_new_sqbase(std::string_view path);
 
 /// Opens both files of a base. True also, with no file open, when the system denies the access, which is how
 /// a locked base looks on some systems; else false with the reason logged.

@@ -1,9 +1,10 @@
 #include "config/area_keywords.h"
 
-#include <initializer_list>
 #include <optional>
+#include <span>
 
 #include "bases/jam_pack.h"
+#include "bases/jam_records.h"
 #include "bases/squish.h"
 #include "config/areas.h"
 #include "core/dirs.h"
@@ -61,26 +62,45 @@ void take_system_and_echomail(std::string_view value, Area& area, const std::str
   area.echomail = true;
 }
 
-/// Base name of a squish or JAM area. Its files exist all together or not at all; in the second case
-/// `create`, if there is one, makes an empty base.
-std::string base_name(std::string_view path, std::initializer_list<const char*> extensions,
-                      const char* missing_text, const std::string& prefix,
-                      void (*create)(std::string_view path) = nullptr) {
+/// What squish and JAM areas differ in.
+struct BaseKind {
+  AreaType type;
+  std::span<const char* const> extensions;  ///< of the files, which exist all together or not at all
+  const char* missing_text;                 ///< when only some of them exist
+  void (*create)(std::string_view path);    ///< makes an empty base
+};
+constexpr BaseKind squish_kind = {area_squish, squish_extensions, "squish area file not found",
+                                  create_new_sqbase};
+constexpr BaseKind jam_kind = {area_jam, jam_extensions, "JAM area file not found", create_new_jambase};
+
+/// Base name of the area; `exists` tells whether its files do.
+std::string base_name(const BaseKind& kind, std::string_view path, const std::string& prefix, bool& exists) {
   std::optional<std::string> base = home_path(path);
   if (!base) stop_run_logged("%s path not found: `%s'\n", prefix.c_str(), std::string(path).c_str());
   std::string missing;
-  size_t found = 0;
-  for (const char* extension : extensions) {
+  exists = false;
+  for (const char* extension : kind.extensions) {
     std::string name = *base + extension;
     if (file_exists(name)) {
-      found++;
+      exists = true;
     } else if (missing.empty()) {
       missing = name;
     }
   }
-  if (found != 0 && !missing.empty()) stop_run_logged("%s:`%s'\n", missing_text, missing.c_str());
-  if (found == 0 && create != nullptr) create(*base);
+  if (exists && !missing.empty()) stop_run_logged("%s:`%s'\n", kind.missing_text, missing.c_str());
   return *base;
+}
+
+/// A base that doesn't exist is made once the whole line has been found good.
+void def_base_area(const BaseKind& kind, std::string_view value, const std::string& prefix) {
+  Area area;
+  bool exists = false;
+  area.type = kind.type;
+  area.path = base_name(kind, take_path(value), prefix, exists);
+  take_tag(value, area, prefix);
+  take_system_and_echomail(value, area, prefix);
+  if (!exists) kind.create(area.path);
+  store_area(area);
 }
 
 bool name_block(FixedText<20>& field, bool exists, std::string_view word) {
@@ -149,23 +169,11 @@ void def_fido_area(std::string_view value, const std::string& prefix) {
 }
 
 void def_squish_area(std::string_view value, const std::string& prefix) {
-  Area area;
-  area.type = area_squish;
-  area.path = base_name(take_path(value), {".sqd", ".sqi"}, "squish area file not found", prefix);
-  take_tag(value, area, prefix);
-  take_system_and_echomail(value, area, prefix);
-  if (!file_exists(area.path.str() + ".sqd")) create_new_sqbase(area.path.str());
-  store_area(area);
+  def_base_area(squish_kind, value, prefix);
 }
 
 void def_jam_area(std::string_view value, const std::string& prefix) {
-  Area area;
-  area.type = area_jam;
-  area.path = base_name(take_path(value), {".jhr", ".jdt", ".jdx"}, "JAM area file not found", prefix,
-                        create_new_jambase);
-  take_tag(value, area, prefix);
-  take_system_and_echomail(value, area, prefix);
-  store_area(area);
+  def_base_area(jam_kind, value, prefix);
 }
 
 void def_bink_area(std::string_view value, const std::string& prefix) {
