@@ -120,9 +120,7 @@ LineList read_tpl(std::string_view path) {
   std::string line;
   std::string_view rest = *bytes;
   while (!rest.empty()) {
-    size_t line_feed = rest.substr(0, piece_width).find('\n');
-    std::string piece(rest.substr(0, line_feed == std::string_view::npos ? piece_width : line_feed + 1));
-    rest.remove_prefix(piece.size());
+    std::string piece(next_line(rest, piece_width));
     expand_config(piece);
     line += piece;
     if (!line.ends_with('\n')) continue;

@@ -71,12 +71,7 @@ char get_last_char(const std::string& dir, const std::string& stem) {
 }  // namespace
 
 bool is_arcmail_name(std::string_view name) {
-  auto is_hex = [](char c) {
-    c = lower_byte(c);
-    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
-  };
-  return name.size() == name_width && name[stem_width] == '.' &&
-         std::all_of(name.begin(), name.begin() + stem_width, is_hex) &&
+  return name.size() == name_width && name[stem_width] == '.' && is_hex(name.substr(0, stem_width)) &&
          std::ranges::any_of(days, [&](std::string_view day) { return equal_nocase(day_of(name), day); });
 }
 

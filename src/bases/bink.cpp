@@ -18,8 +18,6 @@
 namespace quelmo {
 namespace {
 
-constexpr std::string_view hex_digits = "0123456789abcdefABCDEF";
-
 // Text behind the last '.' of a name, and whether there is one.
 bool has_extension(std::string_view name, std::string_view& extension) {
   size_t dot = name.rfind('.');
@@ -29,7 +27,7 @@ bool has_extension(std::string_view name, std::string_view& extension) {
 }
 
 bool is_zone_extension(std::string_view extension) {
-  return extension.size() == 3 && extension.find_first_not_of(hex_digits) == std::string_view::npos;
+  return extension.size() == 3 && is_hex(extension);
 }
 
 bool is_zone_dir(std::string_view name) {

@@ -1,7 +1,5 @@
 #include "bases/pack_image.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <memory>

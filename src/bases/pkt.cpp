@@ -113,7 +113,7 @@ uint32_t add_to(const Area& area, const Msg& msg, const LineList& text, const Pk
 bool is_pkt_name(std::string_view name) {
   constexpr size_t digits = 8;
   return name.size() == digits + 4 && equal_nocase(name.substr(digits), ".pkt") &&
-         name.find_first_not_of("0123456789abcdefABCDEF") == digits;
+         is_hex(name.substr(0, digits));
 }
 
 bool pkt_select(const Area& area) {

@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <optional>
 #include <string_view>
 
@@ -147,9 +146,8 @@ void trace_packers() {
   for (const Packer& packer : packers) {
     log_line(5, "Archiver: %s\n", packer.name.c_str());
     log_line(5, "                Ext:     %s\n", packer.extension.c_str());
-    log_line(5, "                Add:     %s\n", (packer.add.program + " " + packer.add.arguments).c_str());
-    log_line(5, "                Extract: %s\n",
-             (packer.extract.program + " " + packer.extract.arguments).c_str());
+    log_line(5, "                Add:     %s\n", command_line(packer.add).c_str());
+    log_line(5, "                Extract: %s\n", command_line(packer.extract).c_str());
     log_line(5, "                View:    %s\n", "");
     log_line(5, "                Ratio:   %d\n", packer.ratio);
     std::string bytes;
@@ -170,9 +168,7 @@ bool read_compress_cfg(const std::string& path) {
   CompressReader reader;
   std::string_view rest = *text;
   for (int number = 1; !rest.empty(); number++) {
-    size_t end = rest.substr(0, line_limit).find('\n');
-    std::string_view line = rest.substr(0, end == std::string_view::npos ? line_limit : end + 1);
-    rest.remove_prefix(line.size());
+    std::string_view line = next_line(rest, line_limit);
     reader.prefix = format_text("%s -- line #%d,", path.c_str(), number);
     reader.line = trim_spaces(line.substr(0, line.find_first_of(std::string_view(";\r\n\0", 4))));
     if (!reader.line.empty()) take_line(reader);

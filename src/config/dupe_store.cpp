@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/byte_order.h"
+#include "core/fixed_text.h"
 #include "core/run_state.h"
 #include "core/stop.h"
 #include "platform/bytes_case.h"
@@ -13,6 +14,21 @@
 
 namespace quelmo {
 namespace {
+
+// A message seen. On disk: never change.
+struct DupeRecord {
+  uint32_t header_crc = 0;
+  uint32_t msgid_crc = 0;
+  FixedText<40> msgid;
+};
+constexpr size_t dupe_record_size = 48;
+
+template <class Io, class Record>
+void fields(Io& io, Record& r) {
+  io.u32(r.header_crc);
+  io.u32(r.msgid_crc);
+  io.text(r.msgid, 40);
+}
 
 struct DupeFile {
   FixedText<256> tag;

@@ -17,6 +17,9 @@ struct PackerCommand {
   std::string arguments;
 };
 
+/// The whole line, for the log.
+std::string command_line(const PackerCommand& command);
+
 struct Packer {
   FixedText<20> name;
   FixedText<4> extension;

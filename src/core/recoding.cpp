@@ -1,5 +1,6 @@
 #include "core/recoding.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <numeric>
@@ -37,13 +38,6 @@ unsigned long map_number(const std::string& word) {
   return *end == '\0' ? value : 0;
 }
 
-std::string_view take_map_line(std::string_view& rest) {
-  size_t end = rest.substr(0, line_width).find('\n');
-  std::string_view line = rest.substr(0, end == std::string_view::npos ? line_width : end + 1);
-  rest.remove_prefix(line.size());
-  return line;
-}
-
 }  // namespace
 
 void getctab(RecodeTable& table, const std::string& file) {
@@ -56,7 +50,7 @@ void getctab(RecodeTable& table, const std::string& file) {
   std::string_view rest = *bytes;
   size_t mappings = 0;
   for (int number = 1; !rest.empty(); number++) {
-    std::string_view line = take_map_line(rest);
+    std::string_view line = next_line(rest, line_width);
     std::string source_word = map_word(line);
     std::string target_word = map_word(line);
     if (target_word.empty()) continue;

@@ -10,6 +10,10 @@ bool abbreviates(std::string_view word, std::string_view whole) {
   return !word.empty() && starts_nocase(whole, word);
 }
 
+bool is_hex(std::string_view text) {
+  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
 bool is_number(std::string_view text) {
   // Addresses come through here several times for each message: a loop beats a search for each character.
   auto fits = [](char c) { return (c >= '0' && c <= '9') || c == '-'; };
@@ -57,6 +61,13 @@ bool next_word(std::string_view& text, std::string_view& word) {
   while (end < text.size() && is_blank(text[end])) end++;
   text.remove_prefix(end);
   return true;
+}
+
+std::string_view next_line(std::string_view& text, size_t widest) {
+  size_t end = text.substr(0, widest).find('\n');
+  std::string_view line = text.substr(0, end == std::string_view::npos ? widest : end + 1);
+  text.remove_prefix(line.size());
+  return line;
 }
 
 std::vector<std::string> split_words(std::string_view text, size_t limit) {

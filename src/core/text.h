@@ -20,6 +20,9 @@ constexpr bool is_blank(char c) {
 /// True if `word` isn't empty and is a leading part of `whole`, ignoring case: "@f" of "@files".
 bool abbreviates(std::string_view word, std::string_view whole);
 
+/// Only hexadecimal digits, in either case; an empty text, too.
+bool is_hex(std::string_view text);
+
 /// Not empty, and only digits and "-".
 bool is_number(std::string_view text);
 
@@ -38,6 +41,10 @@ std::string_view strip_line_end(std::string_view text);
 /// Takes the first word off `text`, with the blanks around it, and puts it into `word`. False for a text
 /// without a word; then `word` stays as it was.
 bool next_word(std::string_view& text, std::string_view& word);
+
+/// Takes the next line off `text`, with its LF. A line of more than `widest` bytes comes as several; the text
+/// isn't empty.
+std::string_view next_line(std::string_view& text, size_t widest);
 
 /// At most `limit` words, each cut to 255 bytes.
 std::vector<std::string> split_words(std::string_view text, size_t limit = 20);
