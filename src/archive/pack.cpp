@@ -110,8 +110,7 @@ void read_aptag(const Block<AddressPackerEntry>& block, PackedPacket& packet) {
       stop_run("read_compress_block error: packer undefined : `%s'\n", entry.packer.c_str());
     if (log_passes(4)) {
       log_line(4, "read_compress_block: got ratio:%ld, addstr:`%s'\n",
-               static_cast<long>(ratio_of(*packet.packer)),
-               (packet.packer->add.program + " " + packet.packer->add.arguments).c_str());
+               static_cast<long>(ratio_of(*packet.packer)), command_line(packet.packer->add).c_str());
     }
     return;
   }
@@ -151,12 +150,6 @@ std::string flow_path(const std::string& path) {
   return absolute;
 }
 
-bool is_packet_line(std::string_view line) {
-  std::string_view name = file_part(line);
-  size_t dot = name.rfind('.');
-  return dot != std::string_view::npos && starts_nocase(name.substr(dot + 1), "pkt");
-}
-
 bool stands_in_flow(const std::string& flow, std::string_view path) {
   std::optional<std::string> bytes = read_file(flow);
   for (size_t at = 0; bytes && at < bytes->size();) {
@@ -165,19 +158,22 @@ bool stands_in_flow(const std::string& flow, std::string_view path) {
   return false;
 }
 
-// Attaches a path; false if that was done before, or can't be done. A packet isn't attached twice.
-bool pupdate_FLO(const std::string& flow, const char* prefix, const std::string& path) {
-  if (is_packet_line(path) && stands_in_flow(flow, path)) {
+enum class Attach { added, stands, failed };
+
+// Attaches a path, unless that was done before: what stands twice is sent twice.
+Attach pupdate_FLO(const std::string& flow, const char* prefix, const std::string& path) {
+  if (stands_in_flow(flow, path)) {
     log_line(4, "pupdate_FLO: entry already exists: `%s'\n", path.c_str());
-    return false;
+    return Attach::stands;
   }
-  if (append_to_list(flow, prefix + path + "\r\n") == Appended::done) return true;
+  if (append_to_list(flow, prefix + path + "\r\n") == Appended::done) return Attach::added;
   log_line(0, "pupdate_FLO: error opening `%s'\n", flow.c_str());
-  return false;
+  return Attach::failed;
 }
 
 void attach_plain(const PackedPacket& packet, const std::string& flow) {
-  if (!pupdate_FLO(flow, flow_prefix(packet.attrs, flags_kfs), flow_path(packet.path))) return;
+  Attach attach = pupdate_FLO(flow, flow_prefix(packet.attrs, flags_kfs), flow_path(packet.path));
+  if (attach != Attach::added) return;
   std::string shown = addr_to_text(packet.to);
   log_line(1, "   Created pkt attach for %s\n", shown.c_str());
   print_progress("   Created pkt attach for %s\n", shown.c_str());
@@ -224,10 +220,10 @@ void bundle_packet(const PackedPacket& packet, const std::string& dir, const std
     std::string shown = addr_to_text(packet.to);
     log_line(1, "   Create arcmail attach for %s\n", shown.c_str());
     print_progress("   Create arcmail attach for %s\n", shown.c_str());
-    // A line that an earlier failure of the packer has left says it already: a second one would have the
-    // bundle sent twice. A bundle that can't be attached would take its packets where no mailer looks.
-    std::string line = flow_path(dir) + bundle.name;
-    if (!stands_in_flow(flow, line) && !pupdate_FLO(flow, flow_prefix(packet.attrs, flags_tfs), line)) return;
+    // A line may stand from an earlier failure of the packer. A bundle that can't be attached would take its
+    // packets where no mailer looks.
+    Attach attach = pupdate_FLO(flow, flow_prefix(packet.attrs, flags_tfs), flow_path(dir) + bundle.name);
+    if (attach == Attach::failed) return;
   }
   add_to_bundle(packet, dir + bundle.name);
 }
